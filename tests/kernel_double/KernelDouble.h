@@ -1,0 +1,59 @@
+// The patch kernel test double that the unit tests link in place of the real
+// kernel. Every nativeCOSPatch_* call is journalled and goes to a GoogleMock
+// object whose default actions are FakeKernel's; a test overrides a call with
+// EXPECT_CALL/ON_CALL, or makes the k-th kernel call fail outright.
+
+#ifndef KERNEL_DOUBLE_KERNEL_DOUBLE_H
+#define KERNEL_DOUBLE_KERNEL_DOUBLE_H
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "FakeKernel.h"
+#include "KernelFunctions.h"
+
+namespace kerneldouble {
+
+class MockKernel {
+  public:
+#define KERNEL_DOUBLE_MOCK(result, name, params, args) MOCK_METHOD(result, name, params);
+    KERNEL_DOUBLE_FUNCTIONS(KERNEL_DOUBLE_MOCK)
+#undef KERNEL_DOUBLE_MOCK
+};
+
+class KernelDouble {
+  public:
+    // The double of this process, created on first use.
+    static KernelDouble& instance();
+    // Starts over: new fake, no expectations, empty journal.
+    static void reset();
+
+    testing::NiceMock<MockKernel> mock;
+    FakeKernel fake;
+
+    // Names of the calls made, without the nativeCOSPatch_ prefix, in order.
+    std::vector<std::string> journal;
+    // When non-zero, call number failAt (counting from 1) returns false or null
+    // without reaching the mock.
+    size_t failAt = 0;
+    bool faultHit = false;
+
+    size_t count(const std::string& name) const;
+    // The next `times` calls of `name` fail without reaching the mock.
+    void failNext(const std::string& name, int times = 1) { m_failNext[name] += times; }
+
+    // Called by the exported functions; not for tests.
+    bool enter(const char* name);
+
+  private:
+    KernelDouble();
+
+    std::map<std::string, int> m_failNext;
+};
+
+}  // namespace kerneldouble
+
+#endif  // KERNEL_DOUBLE_KERNEL_DOUBLE_H

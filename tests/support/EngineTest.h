@@ -1,0 +1,101 @@
+// Fixture for tests of the engine against the kernel test double: a fresh
+// double, a capturing sink, a fake transport, and helpers to build an engine
+// and load update files described as FileSpec.
+
+#ifndef TESTS_SUPPORT_ENGINE_TEST_H
+#define TESTS_SUPPORT_ENGINE_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "CapturingLog.h"
+#include "FakeTransport.h"
+#include "KernelDouble.h"
+#include "ZelmarNativeCOSUpdate.h"
+#include "ZelmarNativeCOSUpdateApi.h"
+
+namespace Zelmar {
+namespace Device {
+namespace COS {
+namespace V1_0 {
+
+// Reaches the engine's private steps for the tests that need them.
+class COSUpdateTestPeer {
+  public:
+    explicit COSUpdateTestPeer(COSUpdateInterface& engine)
+        : m_engine(static_cast<COSUpdate&>(engine)) {}
+    void start(bool* wasStarted, bool* startedLocally) {
+        m_engine._startLocallySEMediaIfNotYetStarted(wasStarted, startedLocally);
+    }
+    void stop(bool* startedLocally) { m_engine._stopSEMediaIfStartedLocally(startedLocally); }
+    bool executeAuditScript(const char* name) { return m_engine._executeAuditScript(name); }
+    bool isServiceAlreadyDeployed(ScriptManifest* entry) {
+        return m_engine._isServiceAlreadyDeployed(entry);
+    }
+    std::string typeName(int32_t type) {
+        return m_engine._getUpdateTypeAsString(static_cast<ScriptType>(type));
+    }
+    const std::string& platformId() const { return m_engine.m_platformId; }
+    const std::string& customerId() const { return m_engine.m_customerId; }
+    uint16_t cosVersion() const { return m_engine.m_cosVersion; }
+    const ScriptManifest* selected() const { return m_engine.m_selectedManifest; }
+
+  private:
+    COSUpdate& m_engine;
+};
+
+}  // namespace V1_0
+}  // namespace COS
+}  // namespace Device
+}  // namespace Zelmar
+
+namespace testsupport {
+
+using namespace Zelmar::Device::COS::V1_0;
+using kerneldouble::FileSpec;
+using kerneldouble::KernelDouble;
+using kerneldouble::ManifestSpec;
+using kerneldouble::ScriptSpec;
+
+// The message of the COSUpdateException `action` throws, or a marker.
+std::string thrownMessage(const std::function<void()>& action);
+
+extern const std::vector<uint8_t> kFeAid;
+
+class EngineTest : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+    void expectKernelClean();
+
+    KernelDouble& kernel() { return KernelDouble::instance(); }
+    COSUpdateTestPeer peer() { return COSUpdateTestPeer(*engine); }
+
+    void create();
+    // Destroys the engine, checks what it left in the kernel, and starts over
+    // with a fresh double and a ready engine.
+    void restart();
+    // Created, initialized with the fake transport, FE AID registered.
+    void createReady();
+    // Registers `file` with the double and loads it through a real stream.
+    void load(const FileSpec& file);
+    std::string writeTempFile(const std::string& content);
+
+    std::shared_ptr<CapturingLog> log = std::make_shared<CapturingLog>();
+    std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>();
+    std::unique_ptr<COSUpdateInterface> engine;
+};
+
+// A patch from `from` to `to` (hex text), for platform PLAT-A and every customer.
+ManifestSpec patchEntry(const std::string& script, const std::string& from);
+ManifestSpec serviceEntry(const std::string& script, const std::string& audit,
+                          const std::string& from);
+// Two patches 0100 -> 0101 -> 0102 and a service svc1 audited by audit1.
+FileSpec threeScriptFile();
+
+}  // namespace testsupport
+
+#endif  // TESTS_SUPPORT_ENGINE_TEST_H

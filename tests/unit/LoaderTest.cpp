@@ -1,0 +1,190 @@
+// Loading, validating and unloading update files.
+
+#include <fstream>
+
+#include "EngineTest.h"
+
+namespace testsupport {
+namespace {
+
+using testing::_;
+using testing::Return;
+using testing::StrEq;
+
+constexpr char kRefused[] = "Multiscript contains invalid/incorrect entry";
+
+class LoaderTest : public EngineTest {
+  protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        createReady();
+    }
+    bool fileLoaded() {
+        return thrownMessage([&] { engine->isUpdateAvailable(); }) != "No COSUpdate file loaded";
+    }
+};
+
+struct ValidationCase {
+    const char* name;
+    std::function<void(FileSpec&)> spoil;
+    std::string fault;
+};
+
+TEST_F(LoaderTest, RefusesEachFaultyFileWithTheFaultInTheLog) {
+    const ScriptSpec emptyName{std::string(""), std::string("x")};
+    const ScriptSpec noContent{std::string("s"), std::nullopt};
+    const ValidationCase cases[] = {
+        {"unknown type", [](FileSpec& f) { f.manifests[0]->type = 0; },
+         "Metadata entry with undefined script 'updateType' "},
+        {"no script name", [](FileSpec& f) { f.manifests[0]->scriptName.reset(); },
+         "Metadata entry with script name not defined"},
+        {"missing script", [](FileSpec& f) { f.manifests[1]->scriptName = "ghost"; },
+         "Metadata entry with script 'ghost' not present"},
+        {"service without audit", [](FileSpec& f) { f.manifests[2]->auditScriptName.reset(); },
+         "Service 'service1' have no Audit script."},
+        {"service with empty audit", [](FileSpec& f) { f.manifests[2]->auditScriptName = ""; },
+         "Service 'service1' have no Audit script."},
+        {"missing audit", [](FileSpec& f) { f.manifests[2]->auditScriptName = "ghost"; },
+         "Audit script 'ghost' for Service 'service1' not present"},
+        {"null manifest", [](FileSpec& f) { f.manifests.push_back(std::nullopt); },
+         "Metadata entry is empty"},
+        {"null script", [](FileSpec& f) { f.scripts.push_back(std::nullopt); },
+         "Script entry is empty"},
+        {"script without name", [&](FileSpec& f) { f.scripts.push_back(emptyName); },
+         "Script entry contains an empty name"},
+        {"script without content", [&](FileSpec& f) { f.scripts.push_back(noContent); },
+         "Script entry contains an empty script content"},
+        {"null audit", [](FileSpec& f) { f.auditScripts.push_back(std::nullopt); },
+         "AuditScript entry is empty"},
+        {"audit without name", [&](FileSpec& f) { f.auditScripts.push_back(emptyName); },
+         "AuditScript entry contains an empty name"},
+        {"audit with empty content",
+         [](FileSpec& f) {
+             f.auditScripts.push_back(ScriptSpec{std::string("a2"), std::string()});
+         },
+         "AuditScript entry contains an empty script content"},
+        {"manifest faults come first",
+         [&](FileSpec& f) {
+             f.scripts.push_back(emptyName);
+             f.manifests[0]->type = 0;
+         },
+         "Metadata entry with undefined script 'updateType' "},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        FileSpec file = threeScriptFile();
+        c.spoil(file);
+        log->lines.clear();
+        EXPECT_EQ(thrownMessage([&] { load(file); }), kRefused);
+        EXPECT_EQ(log->texts(COSUPDATE_LOG_WARNING),
+                  std::vector<std::string>{"Multiscript content is incorrect : " + c.fault});
+        EXPECT_TRUE(log->has(COSUPDATE_LOG_INFO, "Clear Multiscript content ..."));
+        EXPECT_FALSE(fileLoaded());
+        EXPECT_EQ(kernel().fake.liveObjects(), 0u);
+    }
+}
+
+TEST_F(LoaderTest, TellsAFailedAuditLookupFromAMissingAudit) {
+    EXPECT_CALL(kernel().mock, multiscriptManager_isAuditScriptWithNameExist(_, StrEq("audit1"), _))
+        .WillOnce(Return(false));
+    EXPECT_EQ(thrownMessage([&] { load(threeScriptFile()); }), kRefused);
+    EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR,
+                         "Multiscript content is incorrect : Unable to verify that Audit script "
+                         "'audit1' for Service 'service1' exist"));
+    EXPECT_CALL(kernel().mock, multiscriptManager_isScriptWithNameExist).WillOnce(Return(false));
+    EXPECT_EQ(thrownMessage([&] { load(threeScriptFile()); }), kRefused);
+    EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR,
+                         "Multiscript content is incorrect : Metadata entry with script 'patch1' "
+                         "not present"));
+}
+
+TEST_F(LoaderTest, AcceptsWhatOnlyLaterStepsCareAbout) {
+    FileSpec empty;
+    load(empty);
+    EXPECT_FALSE(engine->isUpdateAvailable());
+
+    FileSpec lenient = threeScriptFile();
+    lenient.manifests[0]->auditScriptName = "ghost";            // a Patch's audit is not checked
+    lenient.manifests.push_back(patchEntry("patch1", "0100"));  // the same script twice
+    lenient.manifests.back()->type = 3;                         // never selected
+    load(lenient);
+    EXPECT_TRUE(fileLoaded());
+}
+
+TEST_F(LoaderTest, AFileTheKernelCannotParseLeavesNoFileLoaded) {
+    load(threeScriptFile());
+    std::ifstream empty(writeTempFile(""));
+    EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(""))).Times(1);
+    EXPECT_EQ(thrownMessage([&] { engine->loadCOSUpdateFileOnMemory(empty); }),
+              "Unable to extract 'COSUpdate' data from memory");
+    EXPECT_EQ(log->count("Clear existing Multiscript content ..."), 1u);
+    EXPECT_FALSE(fileLoaded());
+}
+
+TEST_F(LoaderTest, HandsTheKernelTheRestOfTheStreamByteForByte) {
+    std::string text = "skip|";
+    for (int i = 0; i < 70000; ++i) {
+        text += static_cast<char>('a' + i % 26);
+    }
+    text += "\r\n\x01\xff";
+    std::ifstream in(writeTempFile(text), std::ios::binary);
+    in.ignore(5);
+    EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(text.substr(5))))
+        .WillOnce(Return(nullptr));
+    EXPECT_THROW(engine->loadCOSUpdateFileOnMemory(in), COSUpdateException);
+}
+
+TEST_F(LoaderTest, AStreamThatIsNotOpenKeepsThePreviousFile) {
+    load(threeScriptFile());
+    std::ifstream closed;
+    EXPECT_EQ(thrownMessage([&] { engine->loadCOSUpdateFileOnMemory(closed); }),
+              "COSUpdateFile is not opened");
+    EXPECT_TRUE(fileLoaded());
+}
+
+TEST_F(LoaderTest, LoadForgetsTheChipIdsButNotTheVersionAndUnloadTheReverse) {
+    load(threeScriptFile());
+    ASSERT_TRUE(engine->isUpdateAvailable());
+    load(threeScriptFile());
+    EXPECT_EQ(peer().platformId(), "");
+    EXPECT_EQ(peer().customerId(), "");
+    EXPECT_EQ(peer().selected(), nullptr);
+    EXPECT_EQ(peer().cosVersion(), 0x0100);
+
+    ASSERT_TRUE(engine->isUpdateAvailable());
+    engine->unloadCOSUpdateFromMemory();
+    EXPECT_EQ(peer().customerId(), "CUST-1");
+    EXPECT_EQ(peer().platformId(), "");
+    EXPECT_EQ(peer().cosVersion(), 0xFFFF);
+    EXPECT_EQ(peer().selected(), nullptr);
+    EXPECT_EQ(log->count("Clear existing Multiscript content ..."), 2u);
+
+    log->lines.clear();
+    engine->unloadCOSUpdateFromMemory();
+    EXPECT_EQ(log->texts(COSUPDATE_LOG_VERBOSE),
+              (std::vector<std::string>{"++ COSUpdate::unloadCOSUpdateFromMemory()",
+                                        "-- COSUpdate::unloadCOSUpdateFromMemory()"}));
+}
+
+TEST_F(LoaderTest, BothOperationsRequireAnInitializedEngine) {
+    engine->release();
+    std::ifstream in(writeTempFile("x"));
+    EXPECT_EQ(thrownMessage([&] { engine->loadCOSUpdateFileOnMemory(in); }),
+              "COSUpdate component not initialized");
+    EXPECT_EQ(thrownMessage([&] { engine->unloadCOSUpdateFromMemory(); }),
+              "COSUpdate component not initialized");
+}
+
+TEST_F(LoaderTest, LogsTheLoadStepsWithTheirPrefixes) {
+    log->lines.clear();
+    load(threeScriptFile());
+    EXPECT_EQ(
+        log->texts(COSUPDATE_LOG_DEBUG),
+        (std::vector<std::string>{"++ COSUpdate::loadCOSUpdateFileOnMemory()",
+                                  "[COSUpdateMgr] Load XML COSUpdate file stream into memory ...",
+                                  "[COSUpdateMgr] Extracting 'COSUpdate' data from memory ...",
+                                  "-- COSUpdate::loadCOSUpdateFileOnMemory()"}));
+}
+
+}  // namespace
+}  // namespace testsupport

@@ -1,0 +1,127 @@
+// The log bridge as the kernel drives it: open, write, isOpened, close.
+
+#include <gtest/gtest.h>
+
+#include "CapturingLog.h"
+#include "ZelmarNativeCOSUpdateLogWrapper.h"
+
+namespace Zelmar {
+namespace Device {
+namespace COS {
+namespace V1_0 {
+namespace {
+
+using testsupport::CapturingLog;
+using testsupport::LogLine;
+
+// Calls the write callback the way the kernel does: printf-style arguments.
+bool kernelWrites(int level, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const bool result = _COSUpdateLogWrapper_writeMessage(
+        static_cast<NATIVECOSPATCH_LOG_MESSAGE_LEVEL>(level), format, args);
+    va_end(args);
+    return result;
+}
+
+class LogWrapperTest : public ::testing::Test {
+  protected:
+    void bind() { COSUpdateLogWrapper_init(log, &component); }
+
+    std::shared_ptr<CapturingLog> log = std::make_shared<CapturingLog>();
+    NATIVECOSPATCH_LOG_COMPONENT component{};
+};
+
+TEST_F(LogWrapperTest, InitFillsTheRecordInOrder) {
+    bind();
+    EXPECT_EQ(component.open, &_COSUpdateLogWrapper_open);
+    EXPECT_EQ(component.isOpened, &_COSUpdateLogWrapper_isOpened);
+    EXPECT_EQ(component.writeMessage, &_COSUpdateLogWrapper_writeMessage);
+    EXPECT_EQ(component.close, &_COSUpdateLogWrapper_close);
+}
+
+TEST_F(LogWrapperTest, WritesNothingUntilOpened) {
+    bind();
+    EXPECT_FALSE(kernelWrites(2, "hello %d", 1));
+    EXPECT_TRUE(log->lines.empty());
+}
+
+TEST_F(LogWrapperTest, OpensOnceUntilReleased) {
+    bind();
+    EXPECT_TRUE(_COSUpdateLogWrapper_open());
+    EXPECT_FALSE(_COSUpdateLogWrapper_open());
+    COSUpdateLogWrapper_release();
+    bool opened = true;
+    ASSERT_TRUE(_COSUpdateLogWrapper_isOpened(&opened));
+    EXPECT_FALSE(opened);
+    bind();
+    EXPECT_TRUE(_COSUpdateLogWrapper_open());
+}
+
+TEST_F(LogWrapperTest, ASecondInitWhileOpenRepointsTheSinkButStaysOpen) {
+    bind();
+    ASSERT_TRUE(_COSUpdateLogWrapper_open());
+    auto second = std::make_shared<CapturingLog>();
+    COSUpdateLogWrapper_init(second, &component);
+    EXPECT_FALSE(_COSUpdateLogWrapper_open());
+    kernelWrites(2, "to the second sink");
+    EXPECT_TRUE(log->lines.empty());
+    EXPECT_EQ(second->lines.size(), 1u);
+}
+
+TEST_F(LogWrapperTest, DeliversFormattedTextWithTranslatedLevelAndAlwaysReturnsFalse) {
+    bind();
+    ASSERT_TRUE(_COSUpdateLogWrapper_open());
+    const struct {
+        int kernelLevel;
+        COSUpdateLogLevel expected;
+    } cases[] = {{0, COSUPDATE_LOG_VERBOSE}, {1, COSUPDATE_LOG_DEBUG}, {2, COSUPDATE_LOG_INFO},
+                 {3, COSUPDATE_LOG_WARNING}, {4, COSUPDATE_LOG_ERROR}, {5, COSUPDATE_LOG_DEBUG},
+                 {7, COSUPDATE_LOG_DEBUG},   {-1, COSUPDATE_LOG_DEBUG}};
+    for (const auto& c : cases) {
+        EXPECT_FALSE(kernelWrites(c.kernelLevel, "apdu %s #%d", "00A4", c.kernelLevel));
+        ASSERT_FALSE(log->lines.empty());
+        EXPECT_EQ(log->lines.back(),
+                  (LogLine{c.expected, "apdu 00A4 #" + std::to_string(c.kernelLevel)}));
+    }
+}
+
+TEST_F(LogWrapperTest, CutsLongMessagesTo510CharactersAndDropsEmptyOnes) {
+    bind();
+    ASSERT_TRUE(_COSUpdateLogWrapper_open());
+    const std::string longText(600, 'k');
+    kernelWrites(2, "%s", longText.c_str());
+    kernelWrites(2, "%s", "");
+    ASSERT_EQ(log->lines.size(), 1u);
+    EXPECT_EQ(log->lines[0].text, longText.substr(0, 510));
+}
+
+TEST_F(LogWrapperTest, CloseReportsFalseAndLeavesTheBridgeOpen) {
+    bind();
+    ASSERT_TRUE(_COSUpdateLogWrapper_open());
+    EXPECT_FALSE(_COSUpdateLogWrapper_close());
+    kernelWrites(3, "still here");
+    EXPECT_EQ(log->lines.size(), 1u);
+}
+
+TEST_F(LogWrapperTest, IsOpenedRefusesANullPointer) {
+    EXPECT_FALSE(_COSUpdateLogWrapper_isOpened(nullptr));
+}
+
+TEST_F(LogWrapperTest, ANullRecordBindsNoSink) {
+    COSUpdateLogWrapper_init(log, nullptr);
+    EXPECT_FALSE(_COSUpdateLogWrapper_open());
+}
+
+TEST_F(LogWrapperTest, ASinkExceptionTravelsBackToTheKernel) {
+    bind();
+    ASSERT_TRUE(_COSUpdateLogWrapper_open());
+    log->throwAt = 1;
+    EXPECT_THROW(kernelWrites(2, "boom"), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace V1_0
+}  // namespace COS
+}  // namespace Device
+}  // namespace Zelmar

@@ -1,0 +1,208 @@
+// Which manifest entry isUpdateAvailable selects, what it reads from the chip
+// to decide, and how it fails.
+
+#include "EngineTest.h"
+
+namespace testsupport {
+namespace {
+
+using testing::Return;
+
+class SelectionTest : public EngineTest {
+  protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        createReady();
+    }
+    // The script name of the entry the search selects, or "" for none.
+    std::string select(const FileSpec& file) {
+        load(file);
+        return engine->isUpdateAvailable() ? std::string(peer().selected()->scriptName)
+                                           : std::string();
+    }
+    bool started() {
+        bool flag = false;
+        kernel().fake.seMediaManager_isStarted(&flag);
+        return flag;
+    }
+};
+
+FileSpec withScripts(std::vector<std::optional<ManifestSpec>> manifests) {
+    FileSpec file;
+    file.manifests = std::move(manifests);
+    for (const char* name : {"p1", "p2", "s1", "s2"}) {
+        file.scripts.push_back(ScriptSpec{std::string(name), std::string("version:0101")});
+    }
+    file.auditScripts = {ScriptSpec{std::string("present"), std::string("check:svc")},
+                         ScriptSpec{std::string("missing"), std::string("check:other")}};
+    return file;
+}
+
+ManifestSpec forCustomer(ManifestSpec entry, const std::string& customer) {
+    entry.customerId = customer;
+    return entry;
+}
+
+TEST_F(SelectionTest, ReadsManifestVersionsAsBase16TextOnTheirLow16Bits) {
+    const struct {
+        const char* text;
+        uint16_t chipVersion;
+    } matching[] = {{"0x1A", 26}, {"1a", 26},        {"  1A", 26},   {"\t+0X1a", 26},
+                    {"1Azz", 26}, {"1A2B3", 0xA2B3}, {"-1", 0xFFFF}, {"00000100", 0x0100}};
+    for (const auto& c : matching) {
+        SCOPED_TRACE(c.text);
+        kernel().fake.chip.version = c.chipVersion;
+        EXPECT_EQ(select(withScripts({patchEntry("p1", c.text)})), "p1");
+    }
+    kernel().fake.chip.version = 0x1B;
+    EXPECT_EQ(select(withScripts({patchEntry("p1", "1A")})), "");
+}
+
+TEST_F(SelectionTest, AVersionThatIsNotANumberEndsTheSearchWithAGeneralError) {
+    for (const char* text : {"zz", "", "g1", "80000000"}) {
+        SCOPED_TRACE(text);
+        load(withScripts({patchEntry("p1", text)}));
+        log->lines.clear();
+        EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+                  "Exception detected during COSUpdate::isUpdateAvailable()");
+        EXPECT_TRUE(log->has(COSUPDATE_LOG_WARNING,
+                             "COSUpdate::isUpdateAvailable() -> Exception detected"));
+        EXPECT_FALSE(started()) << "the SE media started for the search is stopped";
+    }
+}
+
+TEST_F(SelectionTest, PrefersServicesThenCustomerEntriesThenListOrder) {
+    const ManifestSpec patchA = patchEntry("p1", "0100");
+    const ManifestSpec patchB = patchEntry("p2", "0100");
+    const ManifestSpec service = serviceEntry("s1", "missing", "0100");
+    EXPECT_EQ(select(withScripts({patchA, patchB})), "p1");
+    EXPECT_EQ(select(withScripts({patchA, service})), "s1");
+    EXPECT_EQ(select(withScripts({patchA, forCustomer(patchB, "CUST-1")})), "p2");
+    EXPECT_EQ(select(withScripts({forCustomer(patchA, "OTHER"), patchB})), "p2");
+    EXPECT_EQ(select(withScripts({forCustomer(service, "OTHER")})), "");
+    ManifestSpec emptyCustomer = patchA;
+    emptyCustomer.customerId = "";
+    EXPECT_EQ(select(withScripts({emptyCustomer})), "p1") << "empty text counts as every customer";
+}
+
+TEST_F(SelectionTest, SkipsEntriesThatCannotApply) {
+    ManifestSpec noPlatform = patchEntry("p1", "0100");
+    noPlatform.platformId.reset();
+    ManifestSpec otherPlatform = patchEntry("p1", "0100");
+    otherPlatform.platformId = "plat-a";
+    ManifestSpec noVersion = patchEntry("p1", "0100");
+    noVersion.cosVersion.reset();
+    ManifestSpec otherType = patchEntry("p1", "0100");
+    otherType.type = 3;
+    EXPECT_EQ(select(withScripts({noPlatform, otherPlatform, noVersion, otherType,
+                                  patchEntry("p2", "0101"), patchEntry("p2", "0100")})),
+              "p2");
+}
+
+TEST_F(SelectionTest, PassesOverAServiceItsAuditFindsDeployed) {
+    kernel().fake.chip.services.insert("svc");
+    const auto file =
+        withScripts({serviceEntry("s1", "present", "0100"), patchEntry("p1", "0100")});
+    EXPECT_EQ(select(file), "p1");
+    EXPECT_EQ(kernel().count("auditscriptRunner_executeAuditScript"), 1u);
+    EXPECT_EQ(select(withScripts({serviceEntry("s1", "present", "0100")})), "");
+}
+
+TEST_F(SelectionTest, ReadsTheCustomerIdOnlyWhenThePlatformAppearsAndOnlyOnce) {
+    ManifestSpec otherPlatform = patchEntry("p1", "0100");
+    otherPlatform.platformId = "PLAT-B";
+    EXPECT_EQ(select(withScripts({otherPlatform})), "");
+    EXPECT_EQ(kernel().count("seContextManager_readCOSCustomerId"), 0u);
+
+    load(withScripts({patchEntry("p1", "0200")}));
+    EXPECT_FALSE(engine->isUpdateAvailable());
+    EXPECT_FALSE(engine->isUpdateAvailable());
+    EXPECT_EQ(kernel().count("seContextManager_readCOSCustomerId"), 1u);
+    EXPECT_EQ(kernel().count("seContextManager_readCOSPlatformId"), 2u) << "once per loaded file";
+    EXPECT_EQ(kernel().count("seContextManager_readCOSVersion"), 3u) << "on every search";
+    EXPECT_TRUE(log->has(COSUPDATE_LOG_DEBUG,
+                         " * SE COS Platform already retrieved (nothing to do on existing "
+                         "updatescript list)"));
+}
+
+TEST_F(SelectionTest, KeepsItsSelectionWithoutLookingAtTheChipAgain) {
+    load(withScripts({patchEntry("p1", "0100")}));
+    ASSERT_TRUE(engine->isUpdateAvailable());
+    kernel().journal.clear();
+    log->lines.clear();
+    EXPECT_TRUE(engine->isUpdateAvailable());
+    EXPECT_EQ(kernel().journal, std::vector<std::string>{"seMediaManager_isComponentInitialized"});
+    EXPECT_EQ(log->texts(COSUPDATE_LOG_DEBUG),
+              (std::vector<std::string>{"++ COSUpdate::isUpdateAvailable()",
+                                        "[COSUpdateMgr] Check if an update is available ...",
+                                        "An update is already selected -> no need to search",
+                                        "[COSUpdateMgr] Update available : Yes",
+                                        "[COSUpdateMgr] >>> Update available",
+                                        "-- COSUpdate::isUpdateAvailable()"}));
+}
+
+TEST_F(SelectionTest, ReadsIdsUpToTheirNulButNeverPastTheBuffer) {
+    kernel().fake.chip.unterminatedIds = true;
+    EXPECT_EQ(select(withScripts({patchEntry("p1", "0100")})), "");
+    EXPECT_EQ(peer().platformId(), std::string(128, 'X'));
+}
+
+TEST_F(SelectionTest, RefusesToSearchWithoutItsPrerequisites) {
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }), "No COSUpdate file loaded");
+    load(withScripts({patchEntry("p1", "0100")}));
+    EXPECT_CALL(kernel().mock, seMediaManager_isComponentInitialized)
+        .WillOnce(Return(false))
+        .WillOnce(testing::DoAll(testing::SetArgPointee<0>(false), Return(true)))
+        .WillRepeatedly(testing::DoDefault());
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+              "Unable to retrieve SEMediaManager component status");
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+              "SEMediaManager component status not initialized");
+    EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
+        .WillOnce(Return(false))
+        .WillOnce(testing::DoAll(testing::SetArgPointee<1>(0), Return(true)));
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+              "Unable to verify AID size of FE tag");
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+              " AID for COS FE tag not defined");
+    EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
+    EXPECT_TRUE(log->texts(COSUPDATE_LOG_WARNING).empty());
+    engine->release();
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+              "COSUpdate component not initialized");
+}
+
+TEST_F(SelectionTest, AChipReadFailureIsLoggedStopsTheSEMediaAndIsRethrown) {
+    const struct {
+        const char* message;
+        const char* failingRead;
+    } cases[] = {
+        {"Unable to retrieve SE COS PlatformId", "seContextManager_readCOSPlatformId"},
+        {"Unable to retrieve SE COS Version", "seContextManager_readCOSVersion"},
+        {"Unable to retrieve SE COS CustomerId", "seContextManager_readCOSCustomerId"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        load(withScripts({patchEntry("p1", "0100")}));
+        kernel().failNext(c.failingRead);
+        EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }), c.message);
+        EXPECT_TRUE(
+            log->has(COSUPDATE_LOG_WARNING,
+                     std::string("COSUpdate::isUpdateAvailable() -> Exception : ") + c.message));
+        EXPECT_FALSE(started());
+        EXPECT_EQ(peer().selected(), nullptr);
+    }
+}
+
+TEST_F(SelectionTest, NamesScriptTypesForTheLog) {
+    EXPECT_EQ(peer().typeName(0), "Unknown");
+    EXPECT_EQ(peer().typeName(1), "Patch");
+    EXPECT_EQ(peer().typeName(2), "Service");
+    EXPECT_EQ(peer().typeName(3), "??");
+    EXPECT_EQ(peer().typeName(-7), "??");
+    EXPECT_EQ(thrownMessage([&] { peer().isServiceAlreadyDeployed(nullptr); }),
+              "No manifest script entry selected -> unable to check service status");
+}
+
+}  // namespace
+}  // namespace testsupport
