@@ -51,15 +51,21 @@ using AuditScriptOwner = std::unique_ptr<
     NATIVECOSPATCH_AUDIT_SCRIPT,
     KernelDeleter<NATIVECOSPATCH_AUDIT_SCRIPT, nativeCOSPatch_auditScriptManager_freeAuditScript>>;
 
-// Gives a byte array's content back to the kernel when the scope ends.
+// Gives a byte array's content back to the kernel when the scope ends, unless
+// released first.
 class ByteArrayContentGuard {
   public:
     explicit ByteArrayContentGuard(NATIVECOSPATCH_BYTE_ARRAY* array) : m_array(array) {}
     ~ByteArrayContentGuard() {
-        KernelDeleter<NATIVECOSPATCH_BYTE_ARRAY, nativeCOSPatch_byteArray_freeContent>()(m_array);
+        if (m_array != nullptr && m_array->data != nullptr) {
+            KernelDeleter<NATIVECOSPATCH_BYTE_ARRAY, nativeCOSPatch_byteArray_freeContent>()(
+                m_array);
+        }
     }
     ByteArrayContentGuard(const ByteArrayContentGuard&) = delete;
     ByteArrayContentGuard& operator=(const ByteArrayContentGuard&) = delete;
+
+    void release() { m_array = nullptr; }
 
   private:
     NATIVECOSPATCH_BYTE_ARRAY* m_array;

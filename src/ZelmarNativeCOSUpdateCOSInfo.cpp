@@ -114,7 +114,8 @@ void COSUpdate::getCOSInfo(COSUpdateTag tag, std::vector<uint8_t>& info) {
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::getCOSInfo()");
 }
 
-// The content is given back to the kernel only when it was used.
+// The content is given back to the kernel when it was used, and when a log
+// sink throws before that; content that is not used stays the kernel's.
 void COSUpdate::_readCOSData(COSUpdateTag tag, std::vector<uint8_t>& info) {
     const TagInfo* tagInfo = findTag(tag);
     if (tagInfo == nullptr) {
@@ -125,22 +126,25 @@ void COSUpdate::_readCOSData(COSUpdateTag tag, std::vector<uint8_t>& info) {
     if (!kernelSucceeded(nativeCOSPatch_seContextManager_readCOSData(tagInfo->dataType, &record))) {
         throw COSUpdateException(tagInfo->readError);
     }
+    ByteArrayContentGuard giveBack(&record);
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "Checking COS Data result ...");
     if (record.data == nullptr) {
         return;
     }
     if (tag == COSUPDATE_TAG_FD) {
-        if (record.size == kFDSize) {
-            ByteArrayContentGuard giveBack(&record);
-            info.insert(info.end(), record.data, record.data + kFDReturnedSize);
+        if (record.size != kFDSize) {
+            giveBack.release();
+            return;
         }
+        info.insert(info.end(), record.data, record.data + kFDReturnedSize);
         return;
     }
-    if (record.size > 0) {
-        ByteArrayContentGuard giveBack(&record);
-        _writeLogMessage(COSUPDATE_LOG_DEBUG, "COS Data size : " + std::to_string(record.size));
-        info.insert(info.end(), record.data, record.data + record.size);
+    if (record.size == 0) {
+        giveBack.release();
+        return;
     }
+    _writeLogMessage(COSUPDATE_LOG_DEBUG, "COS Data size : " + std::to_string(record.size));
+    info.insert(info.end(), record.data, record.data + record.size);
 }
 
 }  // namespace V1_0

@@ -28,11 +28,14 @@ void COSUpdate::_startLocallySEMediaIfNotYetStarted(bool* wasStarted, bool* star
         if (!kernelSucceeded(nativeCOSPatch_seMediaManager_start())) {
             throw COSUpdateException("Unable to start SEMedia");
         }
+        // Owed from this instant: should the log line below throw, the
+        // caller's handler must still stop what was started here.
+        *startedLocally = true;
         _writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> SEMedia started");
         startedHere = true;
     }
-    // The caller's flags change only here, so a failure above leaves them false
-    // and the caller's handler stops nothing.
+    // Otherwise the caller's flags change only here, so a failure above leaves
+    // them false and the caller's handler stops nothing.
     *wasStarted = isStarted;
     *startedLocally = startedHere;
     _writeLogMessage(COSUPDATE_LOG_VERBOSE, "-- COSUpdate::_startLocallySEMediaIfNotYetStarted()");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 
 namespace kerneldouble {
 
@@ -16,6 +17,20 @@ std::unique_ptr<KernelDouble>& current() {
 template <typename Result>
 Result failure() {
     return Result{};
+}
+
+bool resultIgnoredByTheEngine(const std::string& name) {
+    static const std::set<std::string> kIgnored = {"memory_initComponent",
+                                                   "memory_cleanupComponent",
+                                                   "seContextManager_initComponent",
+                                                   "seContextManager_cleanupComponent",
+                                                   "seMediaManager_cleanupComponent",
+                                                   "logManager_cleanupComponent",
+                                                   "byteArray_freeContent",
+                                                   "multiscriptManager_freeMultiscript",
+                                                   "scriptManager_freeScript",
+                                                   "auditScriptManager_freeAuditScript"};
+    return kIgnored.count(name) != 0;
 }
 
 }  // namespace
@@ -42,18 +57,22 @@ size_t KernelDouble::count(const std::string& name) const {
     return static_cast<size_t>(std::count(journal.begin(), journal.end(), name));
 }
 
-bool KernelDouble::enter(const char* name) {
+KernelDouble::Verdict KernelDouble::enter(const char* name) {
     journal.emplace_back(name);
+    bool fail = false;
     if (failAt != 0 && journal.size() == failAt) {
         faultHit = true;
-        return false;
+        fail = true;
     }
     auto planned = m_failNext.find(name);
-    if (planned != m_failNext.end() && planned->second > 0) {
+    if (!fail && planned != m_failNext.end() && planned->second > 0) {
         --planned->second;
-        return false;
+        fail = true;
     }
-    return true;
+    if (!fail) {
+        return Verdict::Proceed;
+    }
+    return resultIgnoredByTheEngine(name) ? Verdict::ProceedButReportFailure : Verdict::Fail;
 }
 
 }  // namespace kerneldouble
@@ -61,13 +80,19 @@ bool KernelDouble::enter(const char* name) {
 using kerneldouble::KernelDouble;
 
 extern "C" {
-#define KERNEL_DOUBLE_EXPORT(result, name, params, args) \
-    result nativeCOSPatch_##name params {                \
-        KernelDouble& kernel = KernelDouble::instance(); \
-        if (!kernel.enter(#name)) {                      \
-            return kerneldouble::failure<result>();      \
-        }                                                \
-        return kernel.mock.name args;                    \
+#define KERNEL_DOUBLE_EXPORT(result, name, params, args)         \
+    result nativeCOSPatch_##name params {                        \
+        KernelDouble& kernel = KernelDouble::instance();         \
+        switch (kernel.enter(#name)) {                           \
+            case KernelDouble::Verdict::Fail:                    \
+                return kerneldouble::failure<result>();          \
+            case KernelDouble::Verdict::ProceedButReportFailure: \
+                kernel.mock.name args;                           \
+                return kerneldouble::failure<result>();          \
+            case KernelDouble::Verdict::Proceed:                 \
+                break;                                           \
+        }                                                        \
+        return kernel.mock.name args;                            \
     }
 KERNEL_DOUBLE_FUNCTIONS(KERNEL_DOUBLE_EXPORT)
 #undef KERNEL_DOUBLE_EXPORT

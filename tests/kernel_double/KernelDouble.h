@@ -45,8 +45,13 @@ class KernelDouble {
     // The next `times` calls of `name` fail without reaching the mock.
     void failNext(const std::string& name, int times = 1) { m_failNext[name] += times; }
 
+    // How an exported function goes on after enter(). Operations whose result
+    // the engine ignores (cleanups, frees) still do their work when made to
+    // fail: they only report the failure, so an injected fault cannot fake a
+    // leak the engine could not have prevented.
+    enum class Verdict { Proceed, Fail, ProceedButReportFailure };
     // Called by the exported functions; not for tests.
-    bool enter(const char* name);
+    Verdict enter(const char* name);
 
   private:
     KernelDouble();
