@@ -10,6 +10,10 @@ namespace e2e {
 
 const cosim::Bytes kTransitServiceAid{0xF0, 0x5A, 0x4C, 0x4D, 0x53, 0x00, 0x00, 0x01};
 
+void CapturingLog::writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) {
+    m_lines.emplace_back(level, message);
+}
+
 bool CapturingLog::contains(api::COSUpdateLogLevel level, const std::string& text) const {
     for (const auto& [lineLevel, line] : m_lines) {
         if (lineLevel == level && line.find(text) != std::string::npos) {

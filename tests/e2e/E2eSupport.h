@@ -19,9 +19,7 @@ namespace api = Zelmar::Device::COS::V1_0;
 
 class CapturingLog : public api::COSUpdateLogInterface {
   public:
-    void writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) override {
-        m_lines.emplace_back(level, message);
-    }
+    void writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) override;
     bool contains(api::COSUpdateLogLevel level, const std::string& text) const;
     bool contains(const std::string& text) const;
     std::string dump() const;  // for failure messages
