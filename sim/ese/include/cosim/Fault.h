@@ -1,0 +1,47 @@
+// Faults SimulatedSEMedia can inject into one exchange (one command APDU and
+// its answer), chosen by the exchange's 1-based index. Every SELECT sent by
+// openConnection() and every transmitApdu() is one exchange.
+
+#ifndef COSIM_FAULT_H
+#define COSIM_FAULT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace cosim {
+
+enum class FaultKind {
+    // Tearing: the chip loses power during the exchange. What it had staged
+    // is lost; the link stays down (every exchange throws COSUpdateException,
+    // isConnected() is false) until openConnection() or initialize() powers
+    // the chip up again.
+    PowerLossBeforeChip,         // the command never reached the chip; throws
+    PowerLossAfterExecution,     // the chip executed it, the answer is lost; throws
+    PowerLossTruncatedResponse,  // the chip executed it, `keptBytes` of the answer arrive
+
+    // Link faults; the chip stays powered.
+    StatusWord,      // the command never reached the chip; the answer is `statusWord`
+    ShortResponse,   // the chip executed it; only `keptBytes` of the answer arrive
+    TransportError,  // the command never reached the chip; throws COSUpdateException
+    ForeignError,    // the command never reached the chip; throws std::runtime_error
+};
+
+struct Fault {
+    FaultKind kind = FaultKind::PowerLossAfterExecution;
+    uint64_t atExchange = 0;
+    uint16_t statusWord = 0x6F00;
+    size_t keptBytes = 1;  // always less than the full answer
+
+    static Fault powerLoss(uint64_t atExchange,
+                           FaultKind mode = FaultKind::PowerLossAfterExecution) {
+        return Fault{mode, atExchange, 0x6F00, 1};
+    }
+};
+
+std::string faultKindName(FaultKind kind);
+bool isPowerLoss(FaultKind kind);
+
+}  // namespace cosim
+
+#endif  // COSIM_FAULT_H

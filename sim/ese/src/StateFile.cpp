@@ -1,0 +1,155 @@
+#include "cosim/StateFile.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace cosim {
+
+namespace {
+
+constexpr size_t kMaxVersionDigits = 4;
+
+[[noreturn]] void failAt(int line, const std::string& what) {
+    throw StateFileError("chip state, line " + std::to_string(line) + ": " + what);
+}
+
+Bytes hexValue(const std::string& value, int line) {
+    try {
+        return fromHex(value);
+    } catch (const std::invalid_argument& e) {
+        failAt(line, e.what());
+    }
+}
+
+uint16_t versionValue(const std::string& value, int line) {
+    if (value.empty() || value.size() > kMaxVersionDigits) {
+        failAt(line, "cos-version needs 1 to 4 hex digits");
+    }
+    const Bytes bytes = hexValue(std::string(kMaxVersionDigits - value.size(), '0') + value, line);
+    return readU16(bytes.data());
+}
+
+class StateParser {
+  public:
+    void take(const std::string& key, const std::string& value, int line) {
+        if (key != "service" && !m_seen.insert(key).second) {
+            failAt(line, "'" + key + "' given twice");
+        }
+        if (key == "platform-id") {
+            m_state.platformId = value;
+        } else if (key == "customer-id") {
+            m_state.customerId = value;
+        } else if (key == "cos-version") {
+            m_state.cosVersion = versionValue(value, line);
+        } else if (key == "fc") {
+            m_state.fc = hexValue(value, line);
+        } else if (key == "fd") {
+            takeFd(value, line);
+        } else if (key == "service") {
+            if (!m_state.services.insert(hexValue(value, line)).second) {
+                failAt(line, "service " + value + " listed twice");
+            }
+        } else {
+            failAt(line, "unknown key '" + key + "'");
+        }
+    }
+
+    ChipState finish() {
+        for (const char* required : {"platform-id", "cos-version", "fd"}) {
+            if (m_seen.count(required) == 0) {
+                throw StateFileError(std::string("chip state: '") + required + "' missing");
+            }
+        }
+        try {
+            validate(m_state);
+        } catch (const std::invalid_argument& e) {
+            throw StateFileError(std::string("chip state: ") + e.what());
+        }
+        return m_state;
+    }
+
+  private:
+    void takeFd(const std::string& value, int line) {
+        const Bytes fd = hexValue(value, line);
+        if (fd.size() != kFdSize) {
+            failAt(line, "fd needs exactly 4 bytes");
+        }
+        std::copy(fd.begin(), fd.end(), m_state.fd.begin());
+    }
+
+    ChipState m_state;
+    std::set<std::string> m_seen;
+};
+
+}  // namespace
+
+std::string formatState(const ChipState& state) {
+    Bytes version;
+    appendU16(version, state.cosVersion);
+    std::ostringstream out;
+    out << "# simulated secure element\n"
+        << "platform-id " << state.platformId << '\n'
+        << "cos-version " << toHex(version) << '\n'
+        << "customer-id " << state.customerId << '\n'
+        << "fc " << toHex(state.fc) << '\n'
+        << "fd " << toHex(state.fd.data(), state.fd.size()) << '\n';
+    for (const Bytes& service : state.services) {
+        out << "service " << toHex(service) << '\n';
+    }
+    return out.str();
+}
+
+ChipState parseState(const std::string& text) {
+    StateParser parser;
+    std::istringstream in(text);
+    std::string line;
+    int number = 0;
+    while (std::getline(in, line)) {
+        ++number;
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        if (line.empty() || line[0] == '#') {
+            continue;
+        }
+        const size_t space = line.find(' ');
+        const std::string key = line.substr(0, space);
+        const std::string value = space == std::string::npos ? "" : line.substr(space + 1);
+        parser.take(key, value, number);
+    }
+    return parser.finish();
+}
+
+ChipState loadStateFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw StateFileError("cannot read chip state file " + path);
+    }
+    std::ostringstream text;
+    text << file.rdbuf();
+    return parseState(text.str());
+}
+
+void saveStateFile(const std::string& path, const ChipState& state) {
+    validate(state);
+    const std::string temporary = path + ".tmp." + std::to_string(::getpid());
+    {
+        std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
+        file << formatState(state);
+        file.flush();
+        if (!file) {
+            std::remove(temporary.c_str());
+            throw StateFileError("cannot write chip state file " + temporary);
+        }
+    }
+    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+        std::remove(temporary.c_str());
+        throw StateFileError("cannot replace chip state file " + path);
+    }
+}
+
+}  // namespace cosim

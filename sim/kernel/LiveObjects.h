@@ -1,0 +1,31 @@
+// Memory component: counts the objects the kernel has handed out and not got
+// back, so a caller that forgets to free one hears about it at cleanup.
+
+#ifndef SIMKERNEL_LIVE_OBJECTS_H
+#define SIMKERNEL_LIVE_OBJECTS_H
+
+#include <cstddef>
+
+namespace simkernel {
+
+enum class ObjectKind { Multiscript, Script, AuditScript, ByteArray };
+
+void countCreated(ObjectKind kind);
+void countReleased(ObjectKind kind);
+size_t liveObjects(ObjectKind kind);
+// Logs a warning for every kind that still has live objects; true if none.
+bool reportLiveObjects();
+
+// Held by every kernel object: counts it for as long as it exists.
+template <ObjectKind Kind>
+class LiveCount {
+  public:
+    LiveCount() { countCreated(Kind); }
+    ~LiveCount() { countReleased(Kind); }
+    LiveCount(const LiveCount&) = delete;
+    LiveCount& operator=(const LiveCount&) = delete;
+};
+
+}  // namespace simkernel
+
+#endif  // SIMKERNEL_LIVE_OBJECTS_H
