@@ -11,10 +11,7 @@ set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(COSUPDATE_CROSS_TRIPLE aarch64-linux-gnu)
 set(CMAKE_C_COMPILER ${COSUPDATE_CROSS_TRIPLE}-gcc)
 set(CMAKE_CXX_COMPILER ${COSUPDATE_CROSS_TRIPLE}-g++)
-set(CMAKE_AR ${COSUPDATE_CROSS_TRIPLE}-ar CACHE FILEPATH "")
-set(CMAKE_RANLIB ${COSUPDATE_CROSS_TRIPLE}-ranlib CACHE FILEPATH "")
-set(CMAKE_NM ${COSUPDATE_CROSS_TRIPLE}-nm CACHE FILEPATH "")
-set(CMAKE_STRIP ${COSUPDATE_CROSS_TRIPLE}-strip CACHE FILEPATH "")
+# ar, nm, readelf and the other binutils are found by the compiler's prefix.
 
 # Debian multiarch: the target's libraries and package configs live in
 # /usr/lib/aarch64-linux-gnu. Naming the architecture makes find_library and
