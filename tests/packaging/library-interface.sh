@@ -34,7 +34,7 @@ check)
     # vtables of its classes. Which vtables and typeinfo of header-only classes
     # show up depends on the compiler and optimisation level, so REQUIRED names
     # only what every build must export.
-    namespace='^_Z(N|T[ISV]N)6Zelmar6Device3COS4V1_0'
+    namespace='^_Z(NK?|T[ISV]N)6Zelmar6Device3COS4V1_0'
     foreign=$(grep -Ev "$namespace" "$2" || true)
     missing=$(grep -v '^#' "$3" | LC_ALL=C sort -u | LC_ALL=C comm -23 - "$2")
     [ -z "$foreign" ] || echo "exported outside Zelmar::Device::COS::V1_0:" "$foreign"
