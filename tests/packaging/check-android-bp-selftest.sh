@@ -65,6 +65,11 @@ cp "$mirror" "$work/mirror-module"
 printf 'module libmissing compared\nsource libmissing src/Missing.cpp\n' >>"$work/mirror-module"
 expect_rejected "module missing from Android.bp" "libmissing" "$bp" "$work/mirror-module"
 
+# A new CMake target that nobody mapped.
+cp "$mirror" "$work/mirror-unmapped"
+echo "unmapped cosupdate_new_tool" >>"$work/mirror-unmapped"
+expect_rejected "CMake target mirrored nowhere" "cosupdate_new_tool" "$bp" "$work/mirror-unmapped"
+
 # Sources in a nested block are not read: refuse rather than pass them.
 awk '{ print } /^cc_library_shared {/ && !done { print "    target: { host: { srcs: [\"src/Nested.cpp\"] } },"; done = 1 }' \
     "$bp" >"$work/bp-nested"

@@ -8,10 +8,13 @@
 # targets:
 #   module NAME compared|skipped      skipped: its targets are not in this build
 #   source NAME PATH                  PATH relative to the repository root
+#   unmapped TARGET                   a target with sources, neither mirrored
+#                                     nor declared CMake-only
 #
 # Fails when a compared module's srcs in Android.bp differ from its sources in
-# CMake, when a module named in MIRROR is missing from Android.bp, and when a
-# module of Android.bp lists sources but mirrors no CMake target. Only srcs at
+# CMake, when a module named in MIRROR is missing from Android.bp, when a
+# module of Android.bp lists sources but mirrors no CMake target, and when a
+# CMake target is unmapped. Only srcs at
 # the top level of a module are read; ":module" references are not sources.
 set -eu
 
@@ -81,6 +84,9 @@ report() {
         status=1
     fi
 }
+
+awk '$1 == "unmapped" { print $2 }' "$mirror" >"$work/unmapped"
+report "CMake targets with sources that no Android.bp module mirrors (map them, or declare them CMake-only, in tests/packaging/CMakeLists.txt):" "$work/unmapped"
 
 # Modules of Android.bp that list sources and mirror nothing.
 awk 'NF == 1' "$work/bp" | LC_ALL=C comm -23 - "$work/mirrored" >"$work/unmirrored"
