@@ -65,15 +65,15 @@ struct FakeKernel::OwnedMultiscript {
         return &strings.back()[0];
     }
 
-    template <typename Spec, typename Record, typename Make>
-    NATIVECOSPATCH_LIST_NODE* list(const std::vector<std::optional<Spec>>& specs,
+    template <typename Entry, typename Record, typename Make>
+    NATIVECOSPATCH_LIST_NODE* list(const std::vector<std::optional<Entry>>& entries,
                                    std::deque<Record>& records, Make make) {
         NATIVECOSPATCH_LIST_NODE* head = nullptr;
         NATIVECOSPATCH_LIST_NODE** link = &head;
-        for (const auto& spec : specs) {
+        for (const auto& entry : entries) {
             nodes.push_back(NATIVECOSPATCH_LIST_NODE{nullptr, nullptr});
-            if (spec) {
-                records.push_back(make(*spec));
+            if (entry) {
+                records.push_back(make(*entry));
                 nodes.back().data = &records.back();
             }
             *link = &nodes.back();
@@ -82,8 +82,8 @@ struct FakeKernel::OwnedMultiscript {
         return head;
     }
 
-    explicit OwnedMultiscript(const FileSpec& file) {
-        record.scriptManifests = list(file.manifests, manifests, [this](const ManifestSpec& m) {
+    explicit OwnedMultiscript(const UpdateFile& file) {
+        record.scriptManifests = list(file.manifests, manifests, [this](const ManifestEntry& m) {
             NATIVECOSPATCH_MULTISCRIPT__SCRIPT_MANIFEST r{};
             r.scriptName = text(m.scriptName);
             r.scriptType = static_cast<NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE>(m.type);
@@ -93,10 +93,10 @@ struct FakeKernel::OwnedMultiscript {
             r.platformId = text(m.platformId);
             return r;
         });
-        auto script = [this](const ScriptSpec& s) {
+        auto script = [this](const ScriptEntry& s) {
             return NATIVECOSPATCH_MULTISCRIPT__SCRIPT{text(s.name), text(s.content)};
         };
-        auto audit = [this](const ScriptSpec& s) {
+        auto audit = [this](const ScriptEntry& s) {
             return NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT{text(s.name), text(s.content)};
         };
         record.scripts = list(file.scripts, scripts, script);

@@ -1,5 +1,5 @@
 // The default behaviour of the kernel test double: a small, honest patch kernel
-// over a fake chip. Update files are described in C++ (FileSpec) and
+// over a fake chip. Update files are described in C++ (UpdateFile) and
 // registered under the text a test loads; scripts are one-line command lists.
 //
 // Script commands (space separated):
@@ -41,7 +41,7 @@ struct FakeChip {
     bool unterminatedIds = false;  // write 128 id bytes without a NUL
 };
 
-struct ManifestSpec {
+struct ManifestEntry {
     Text scriptName;
     int32_t type = NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_PATCH;
     Text auditScriptName;
@@ -50,16 +50,16 @@ struct ManifestSpec {
     Text platformId = std::string("PLAT-A");
 };
 
-struct ScriptSpec {
+struct ScriptEntry {
     Text name;
     Text content;
 };
 
 // std::nullopt elements stand for list nodes whose element is null.
-struct FileSpec {
-    std::vector<std::optional<ManifestSpec>> manifests;
-    std::vector<std::optional<ScriptSpec>> scripts;
-    std::vector<std::optional<ScriptSpec>> auditScripts;
+struct UpdateFile {
+    std::vector<std::optional<ManifestEntry>> manifests;
+    std::vector<std::optional<ScriptEntry>> scripts;
+    std::vector<std::optional<ScriptEntry>> auditScripts;
 };
 
 class FakeKernel {
@@ -69,7 +69,7 @@ class FakeKernel {
 
     FakeChip chip;
     // Update files by the exact text the engine hands to the XML loader.
-    std::map<std::string, FileSpec> files;
+    std::map<std::string, UpdateFile> files;
 
     size_t liveObjects() const;
     // Frees of objects this kernel never handed out, or handed out and freed.

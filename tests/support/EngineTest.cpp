@@ -61,7 +61,7 @@ std::string EngineTest::writeTempFile(const std::string& content) {
     return path;
 }
 
-void EngineTest::load(const FileSpec& file) {
+void EngineTest::load(const UpdateFile& file) {
     static int counter = 0;
     const std::string text = "<update file " + std::to_string(++counter) + ">";
     kernel().fake.files[text] = file;
@@ -69,30 +69,30 @@ void EngineTest::load(const FileSpec& file) {
     engine->loadCOSUpdateFileOnMemory(in);
 }
 
-ManifestSpec patchEntry(const std::string& script, const std::string& from) {
-    ManifestSpec entry;
+ManifestEntry patchEntry(const std::string& script, const std::string& from) {
+    ManifestEntry entry;
     entry.scriptName = script;
     entry.type = NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_PATCH;
     entry.cosVersion = from;
     return entry;
 }
 
-ManifestSpec serviceEntry(const std::string& script, const std::string& audit,
-                          const std::string& from) {
-    ManifestSpec entry = patchEntry(script, from);
+ManifestEntry serviceEntry(const std::string& script, const std::string& audit,
+                           const std::string& from) {
+    ManifestEntry entry = patchEntry(script, from);
     entry.type = NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_SERVICE;
     entry.auditScriptName = audit;
     return entry;
 }
 
-FileSpec threeScriptFile() {
-    FileSpec file;
+UpdateFile threeScriptFile() {
+    UpdateFile file;
     file.manifests = {patchEntry("patch1", "0100"), patchEntry("patch2", "0101"),
                       serviceEntry("service1", "audit1", "0102")};
-    file.scripts = {ScriptSpec{std::string("patch1"), std::string("version:0101")},
-                    ScriptSpec{std::string("patch2"), std::string("version:0102")},
-                    ScriptSpec{std::string("service1"), std::string("install:svc1")}};
-    file.auditScripts = {ScriptSpec{std::string("audit1"), std::string("check:svc1")}};
+    file.scripts = {ScriptEntry{std::string("patch1"), std::string("version:0101")},
+                    ScriptEntry{std::string("patch2"), std::string("version:0102")},
+                    ScriptEntry{std::string("service1"), std::string("install:svc1")}};
+    file.auditScripts = {ScriptEntry{std::string("audit1"), std::string("check:svc1")}};
     return file;
 }
 

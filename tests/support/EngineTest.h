@@ -1,6 +1,6 @@
 // Fixture for tests of the engine against the kernel test double: a fresh
 // double, a capturing sink, a fake transport, and helpers to build an engine
-// and load update files described as FileSpec.
+// and load update files described as UpdateFile.
 
 #ifndef TESTS_SUPPORT_ENGINE_TEST_H
 #define TESTS_SUPPORT_ENGINE_TEST_H
@@ -55,10 +55,10 @@ class COSUpdateTestPeer {
 namespace testsupport {
 
 using namespace Zelmar::Device::COS::V1_0;
-using kerneldouble::FileSpec;
 using kerneldouble::KernelDouble;
-using kerneldouble::ManifestSpec;
-using kerneldouble::ScriptSpec;
+using kerneldouble::ManifestEntry;
+using kerneldouble::ScriptEntry;
+using kerneldouble::UpdateFile;
 
 // The message of the COSUpdateException `action` throws, or a marker.
 std::string thrownMessage(const std::function<void()>& action);
@@ -81,7 +81,7 @@ class EngineTest : public ::testing::Test {
     // Created, initialized with the fake transport, FE AID registered.
     void createReady();
     // Registers `file` with the double and loads it through a real stream.
-    void load(const FileSpec& file);
+    void load(const UpdateFile& file);
     std::string writeTempFile(const std::string& content);
 
     std::shared_ptr<CapturingLog> log = std::make_shared<CapturingLog>();
@@ -90,11 +90,11 @@ class EngineTest : public ::testing::Test {
 };
 
 // A patch from `from` to `to` (hex text), for platform PLAT-A and every customer.
-ManifestSpec patchEntry(const std::string& script, const std::string& from);
-ManifestSpec serviceEntry(const std::string& script, const std::string& audit,
-                          const std::string& from);
+ManifestEntry patchEntry(const std::string& script, const std::string& from);
+ManifestEntry serviceEntry(const std::string& script, const std::string& audit,
+                           const std::string& from);
 // Two patches 0100 -> 0101 -> 0102 and a service svc1 audited by audit1.
-FileSpec threeScriptFile();
+UpdateFile threeScriptFile();
 
 }  // namespace testsupport
 

@@ -10,9 +10,9 @@ class AuditTest : public EngineTest {
     void SetUp() override {
         EngineTest::SetUp();
         createReady();
-        FileSpec file;
-        file.auditScripts = {ScriptSpec{std::string("svc-audit"), std::string("check:svc")},
-                             ScriptSpec{std::string("broken"), std::string("unparseable")}};
+        UpdateFile file;
+        file.auditScripts = {ScriptEntry{std::string("svc-audit"), std::string("check:svc")},
+                             ScriptEntry{std::string("broken"), std::string("unparseable")}};
         load(file);
         bool wasStarted = false;
         peer().start(&wasStarted, &startedLocally);  // callers start the SE media

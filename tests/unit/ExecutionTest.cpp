@@ -26,10 +26,10 @@ class ExecutionTest : public EngineTest {
     std::vector<std::string> runLog() { return log->texts(COSUPDATE_LOG_DEBUG); }
 };
 
-FileSpec withScript(const std::string& content) {
-    FileSpec file;
+UpdateFile withScript(const std::string& content) {
+    UpdateFile file;
     file.manifests = {patchEntry("patch1", "0100")};
-    file.scripts = {ScriptSpec{std::string("patch1"), content}};
+    file.scripts = {ScriptEntry{std::string("patch1"), content}};
     return file;
 }
 
@@ -156,7 +156,7 @@ TEST_F(ExecutionTest, APatchMustRaiseTheVersionStrictly) {
     EXPECT_EQ(engine->doUpdate(), 1) << "any rise passes";
     restart();
     kernel().fake.chip.version = 0xFFFF;
-    FileSpec file = withScript("version:FFFF");
+    UpdateFile file = withScript("version:FFFF");
     file.manifests[0]->cosVersion = "FFFF";
     load(file);
     EXPECT_EQ(engine->doUpdate(), -1) << "the unknown-version marker never passes";
@@ -204,7 +204,7 @@ TEST_F(ExecutionTest, ReselectingTheEntryJustRunIsReportedAndRunsItOnceMore) {
 }
 
 TEST_F(ExecutionTest, AServiceIsVerifiedByItsAuditAndNotCounted) {
-    FileSpec file = threeScriptFile();
+    UpdateFile file = threeScriptFile();
     file.manifests[2]->cosVersion = "0100";
     load(file);
     EXPECT_CALL(kernel().mock, xml_audit_script_loadFromString(_))
@@ -230,12 +230,12 @@ TEST_F(ExecutionTest, AServiceIsVerifiedByItsAuditAndNotCounted) {
 }
 
 TEST_F(ExecutionTest, AfterAServiceOnlyPatchesAreLookedFor) {
-    FileSpec file;
+    UpdateFile file;
     file.manifests = {serviceEntry("s1", "a1", "0100"), serviceEntry("s2", "a2", "0100")};
-    file.scripts = {ScriptSpec{std::string("s1"), std::string("install:one")},
-                    ScriptSpec{std::string("s2"), std::string("install:two")}};
-    file.auditScripts = {ScriptSpec{std::string("a1"), std::string("check:one")},
-                         ScriptSpec{std::string("a2"), std::string("check:two")}};
+    file.scripts = {ScriptEntry{std::string("s1"), std::string("install:one")},
+                    ScriptEntry{std::string("s2"), std::string("install:two")}};
+    file.auditScripts = {ScriptEntry{std::string("a1"), std::string("check:one")},
+                         ScriptEntry{std::string("a2"), std::string("check:two")}};
     load(file);
     log->lines.clear();
     EXPECT_EQ(engine->doUpdate(), 1);
@@ -286,7 +286,7 @@ TEST_F(ExecutionTest, PreconditionsAreThrownWithoutTouchingTheSEMedia) {
 }
 
 TEST_F(ExecutionTest, ANonLibraryExceptionPassesThroughUnconverted) {
-    FileSpec file = withScript("version:0101");
+    UpdateFile file = withScript("version:0101");
     file.manifests[0]->cosVersion = "zz";
     load(file);
     EXPECT_THROW(engine->doUpdate(), std::invalid_argument);

@@ -26,45 +26,45 @@ class LoaderTest : public EngineTest {
 
 struct ValidationCase {
     const char* name;
-    std::function<void(FileSpec&)> spoil;
+    std::function<void(UpdateFile&)> spoil;
     std::string fault;
 };
 
 TEST_F(LoaderTest, RefusesEachFaultyFileWithTheFaultInTheLog) {
-    const ScriptSpec emptyName{std::string(""), std::string("x")};
-    const ScriptSpec noContent{std::string("s"), std::nullopt};
+    const ScriptEntry emptyName{std::string(""), std::string("x")};
+    const ScriptEntry noContent{std::string("s"), std::nullopt};
     const ValidationCase cases[] = {
-        {"unknown type", [](FileSpec& f) { f.manifests[0]->type = 0; },
+        {"unknown type", [](UpdateFile& f) { f.manifests[0]->type = 0; },
          "Metadata entry with undefined script 'updateType' "},
-        {"no script name", [](FileSpec& f) { f.manifests[0]->scriptName.reset(); },
+        {"no script name", [](UpdateFile& f) { f.manifests[0]->scriptName.reset(); },
          "Metadata entry with script name not defined"},
-        {"missing script", [](FileSpec& f) { f.manifests[1]->scriptName = "ghost"; },
+        {"missing script", [](UpdateFile& f) { f.manifests[1]->scriptName = "ghost"; },
          "Metadata entry with script 'ghost' not present"},
-        {"service without audit", [](FileSpec& f) { f.manifests[2]->auditScriptName.reset(); },
+        {"service without audit", [](UpdateFile& f) { f.manifests[2]->auditScriptName.reset(); },
          "Service 'service1' have no Audit script."},
-        {"service with empty audit", [](FileSpec& f) { f.manifests[2]->auditScriptName = ""; },
+        {"service with empty audit", [](UpdateFile& f) { f.manifests[2]->auditScriptName = ""; },
          "Service 'service1' have no Audit script."},
-        {"missing audit", [](FileSpec& f) { f.manifests[2]->auditScriptName = "ghost"; },
+        {"missing audit", [](UpdateFile& f) { f.manifests[2]->auditScriptName = "ghost"; },
          "Audit script 'ghost' for Service 'service1' not present"},
-        {"null manifest", [](FileSpec& f) { f.manifests.push_back(std::nullopt); },
+        {"null manifest", [](UpdateFile& f) { f.manifests.push_back(std::nullopt); },
          "Metadata entry is empty"},
-        {"null script", [](FileSpec& f) { f.scripts.push_back(std::nullopt); },
+        {"null script", [](UpdateFile& f) { f.scripts.push_back(std::nullopt); },
          "Script entry is empty"},
-        {"script without name", [&](FileSpec& f) { f.scripts.push_back(emptyName); },
+        {"script without name", [&](UpdateFile& f) { f.scripts.push_back(emptyName); },
          "Script entry contains an empty name"},
-        {"script without content", [&](FileSpec& f) { f.scripts.push_back(noContent); },
+        {"script without content", [&](UpdateFile& f) { f.scripts.push_back(noContent); },
          "Script entry contains an empty script content"},
-        {"null audit", [](FileSpec& f) { f.auditScripts.push_back(std::nullopt); },
+        {"null audit", [](UpdateFile& f) { f.auditScripts.push_back(std::nullopt); },
          "AuditScript entry is empty"},
-        {"audit without name", [&](FileSpec& f) { f.auditScripts.push_back(emptyName); },
+        {"audit without name", [&](UpdateFile& f) { f.auditScripts.push_back(emptyName); },
          "AuditScript entry contains an empty name"},
         {"audit with empty content",
-         [](FileSpec& f) {
-             f.auditScripts.push_back(ScriptSpec{std::string("a2"), std::string()});
+         [](UpdateFile& f) {
+             f.auditScripts.push_back(ScriptEntry{std::string("a2"), std::string()});
          },
          "AuditScript entry contains an empty script content"},
         {"manifest faults come first",
-         [&](FileSpec& f) {
+         [&](UpdateFile& f) {
              f.scripts.push_back(emptyName);
              f.manifests[0]->type = 0;
          },
@@ -72,7 +72,7 @@ TEST_F(LoaderTest, RefusesEachFaultyFileWithTheFaultInTheLog) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        FileSpec file = threeScriptFile();
+        UpdateFile file = threeScriptFile();
         c.spoil(file);
         log->lines.clear();
         EXPECT_EQ(thrownMessage([&] { load(file); }), kRefused);
@@ -99,11 +99,11 @@ TEST_F(LoaderTest, TellsAFailedAuditLookupFromAMissingAudit) {
 }
 
 TEST_F(LoaderTest, AcceptsWhatOnlyLaterStepsCareAbout) {
-    FileSpec empty;
+    UpdateFile empty;
     load(empty);
     EXPECT_FALSE(engine->isUpdateAvailable());
 
-    FileSpec lenient = threeScriptFile();
+    UpdateFile lenient = threeScriptFile();
     lenient.manifests[0]->auditScriptName = "ghost";            // a Patch's audit is not checked
     lenient.manifests.push_back(patchEntry("patch1", "0100"));  // the same script twice
     lenient.manifests.back()->type = 3;                         // never selected

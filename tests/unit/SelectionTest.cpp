@@ -15,7 +15,7 @@ class SelectionTest : public EngineTest {
         createReady();
     }
     // The script name of the entry the search selects, or "" for none.
-    std::string select(const FileSpec& file) {
+    std::string select(const UpdateFile& file) {
         load(file);
         return engine->isUpdateAvailable() ? std::string(peer().selected()->scriptName)
                                            : std::string();
@@ -27,18 +27,18 @@ class SelectionTest : public EngineTest {
     }
 };
 
-FileSpec withScripts(std::vector<std::optional<ManifestSpec>> manifests) {
-    FileSpec file;
+UpdateFile withScripts(std::vector<std::optional<ManifestEntry>> manifests) {
+    UpdateFile file;
     file.manifests = std::move(manifests);
     for (const char* name : {"p1", "p2", "s1", "s2"}) {
-        file.scripts.push_back(ScriptSpec{std::string(name), std::string("version:0101")});
+        file.scripts.push_back(ScriptEntry{std::string(name), std::string("version:0101")});
     }
-    file.auditScripts = {ScriptSpec{std::string("present"), std::string("check:svc")},
-                         ScriptSpec{std::string("missing"), std::string("check:other")}};
+    file.auditScripts = {ScriptEntry{std::string("present"), std::string("check:svc")},
+                         ScriptEntry{std::string("missing"), std::string("check:other")}};
     return file;
 }
 
-ManifestSpec forCustomer(ManifestSpec entry, const std::string& customer) {
+ManifestEntry forCustomer(ManifestEntry entry, const std::string& customer) {
     entry.customerId = customer;
     return entry;
 }
@@ -72,27 +72,27 @@ TEST_F(SelectionTest, AVersionThatIsNotANumberEndsTheSearchWithAGeneralError) {
 }
 
 TEST_F(SelectionTest, PrefersServicesThenCustomerEntriesThenListOrder) {
-    const ManifestSpec patchA = patchEntry("p1", "0100");
-    const ManifestSpec patchB = patchEntry("p2", "0100");
-    const ManifestSpec service = serviceEntry("s1", "missing", "0100");
+    const ManifestEntry patchA = patchEntry("p1", "0100");
+    const ManifestEntry patchB = patchEntry("p2", "0100");
+    const ManifestEntry service = serviceEntry("s1", "missing", "0100");
     EXPECT_EQ(select(withScripts({patchA, patchB})), "p1");
     EXPECT_EQ(select(withScripts({patchA, service})), "s1");
     EXPECT_EQ(select(withScripts({patchA, forCustomer(patchB, "CUST-1")})), "p2");
     EXPECT_EQ(select(withScripts({forCustomer(patchA, "OTHER"), patchB})), "p2");
     EXPECT_EQ(select(withScripts({forCustomer(service, "OTHER")})), "");
-    ManifestSpec emptyCustomer = patchA;
+    ManifestEntry emptyCustomer = patchA;
     emptyCustomer.customerId = "";
     EXPECT_EQ(select(withScripts({emptyCustomer})), "p1") << "empty text counts as every customer";
 }
 
 TEST_F(SelectionTest, SkipsEntriesThatCannotApply) {
-    ManifestSpec noPlatform = patchEntry("p1", "0100");
+    ManifestEntry noPlatform = patchEntry("p1", "0100");
     noPlatform.platformId.reset();
-    ManifestSpec otherPlatform = patchEntry("p1", "0100");
+    ManifestEntry otherPlatform = patchEntry("p1", "0100");
     otherPlatform.platformId = "plat-a";
-    ManifestSpec noVersion = patchEntry("p1", "0100");
+    ManifestEntry noVersion = patchEntry("p1", "0100");
     noVersion.cosVersion.reset();
-    ManifestSpec otherType = patchEntry("p1", "0100");
+    ManifestEntry otherType = patchEntry("p1", "0100");
     otherType.type = 3;
     EXPECT_EQ(select(withScripts({noPlatform, otherPlatform, noVersion, otherType,
                                   patchEntry("p2", "0101"), patchEntry("p2", "0100")})),
@@ -109,7 +109,7 @@ TEST_F(SelectionTest, PassesOverAServiceItsAuditFindsDeployed) {
 }
 
 TEST_F(SelectionTest, ReadsTheCustomerIdOnlyWhenThePlatformAppearsAndOnlyOnce) {
-    ManifestSpec otherPlatform = patchEntry("p1", "0100");
+    ManifestEntry otherPlatform = patchEntry("p1", "0100");
     otherPlatform.platformId = "PLAT-B";
     EXPECT_EQ(select(withScripts({otherPlatform})), "");
     EXPECT_EQ(kernel().count("seContextManager_readCOSCustomerId"), 0u);
