@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <string>
 #include <vector>
 
@@ -26,6 +28,11 @@ struct SessionCase {
     std::vector<std::string> expectedSent;
     int expectedChannel;
 };
+
+// Test names show the case's name, not its bytes.
+void PrintTo(const SessionCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class Sessions : public ::testing::TestWithParam<SessionCase> {};
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "CommandApdu.h"
 #include "ScriptedCard.h"
 
@@ -13,6 +15,11 @@ struct T0Case {
     const char* command;
     const char* sent;
 };
+
+// Test names show the case's name, not its bytes.
+void PrintTo(const T0Case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class OverT0 : public ::testing::TestWithParam<T0Case> {};
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <optional>
 
 #include "LogicalChannel.h"
@@ -22,6 +24,11 @@ struct ClaCase {
     uint8_t channel;
     int expected;  // -1: cannot be expressed
 };
+
+// Test names show the case's name, not its bytes.
+void PrintTo(const ClaCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class ClaEncoding : public ::testing::TestWithParam<ClaCase> {};
 
@@ -59,6 +66,10 @@ struct GrantCase {
     const char* answer;
     int expected;  // 0: refused, -1: throws
 };
+
+void PrintTo(const GrantCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class Grants : public ::testing::TestWithParam<GrantCase> {};
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -157,6 +159,11 @@ struct LinkCase {
     const char* selectOnTheWire;  // SELECT FE as the card receives it
 };
 
+// Test names show the case's name, not its bytes.
+void PrintTo(const LinkCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class UpdateOverPcsc : public PcscE2e, public ::testing::WithParamInterface<LinkCase> {};
 
 TEST_P(UpdateOverPcsc, DeploysTheExampleAndReadsTheNewVersionBack) {
@@ -276,6 +283,10 @@ struct ReaderCase {
     const char* reader;
     const char* error;
 };
+
+void PrintTo(const ReaderCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class ReaderChoice : public PcscE2e, public ::testing::WithParamInterface<ReaderCase> {};
 

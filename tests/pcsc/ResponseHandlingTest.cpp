@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <string>
 #include <vector>
 
@@ -23,6 +25,11 @@ struct ChainCase {
     std::vector<std::string> expectedSent;
     const char* expectedAnswer;
 };
+
+// Test names show the case's name, not its bytes.
+void PrintTo(const ChainCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class Chains : public ::testing::TestWithParam<ChainCase> {};
 
@@ -133,6 +140,10 @@ struct FailureCase {
     std::vector<std::string> answers;
     const char* error;
 };
+
+void PrintTo(const FailureCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class Failures : public ::testing::TestWithParam<FailureCase> {};
 
