@@ -80,6 +80,7 @@ VpcdLink::~VpcdLink() {
 bool VpcdLink::readExactly(uint8_t* data, size_t size) {
     while (size > 0) {
         const ssize_t got = recv(m_fd, data, size, 0);
+        acknowledgeNow();
         if (got == 0) {
             return false;
         }
@@ -107,6 +108,15 @@ void VpcdLink::writeAll(const uint8_t* data, size_t size) {
         data += sent;
         size -= static_cast<size_t>(sent);
     }
+}
+
+// vpcd writes a message's length and its bytes in two sends: with Nagle on its
+// side and delayed acknowledgements on ours, every message would wait 40 ms
+// for the second half. Linux forgets TCP_QUICKACK after a while, so it is set
+// again after every read.
+void VpcdLink::acknowledgeNow() {
+    const int on = 1;
+    setsockopt(m_fd, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof(on));
 }
 
 std::optional<cosim::Bytes> VpcdLink::receive() {

@@ -32,6 +32,7 @@ class VpcdLink {
 
   private:
     bool readExactly(uint8_t* data, size_t size);
+    void acknowledgeNow();
     void writeAll(const uint8_t* data, size_t size);
 
     int m_fd = -1;
