@@ -1,4 +1,4 @@
-#include "CardProcess.h"
+#include "ChildProcess.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -20,8 +20,8 @@ constexpr int kExecFailed = 127;
 
 }  // namespace
 
-CardProcess::CardProcess(const std::string& program, const std::vector<std::string>& arguments,
-                         const std::string& logPath) {
+ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                           const std::string& logPath) {
     std::vector<char*> argv;
     argv.push_back(const_cast<char*>(program.c_str()));
     for (const std::string& argument : arguments) {
@@ -43,7 +43,7 @@ CardProcess::CardProcess(const std::string& program, const std::vector<std::stri
     }
 }
 
-CardProcess::~CardProcess() {
+ChildProcess::~ChildProcess() {
     if (m_reaped) {
         return;
     }
@@ -54,7 +54,7 @@ CardProcess::~CardProcess() {
     }
 }
 
-int CardProcess::waitForExit(std::chrono::milliseconds patience) {
+int ChildProcess::waitForExit(std::chrono::milliseconds patience) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     for (;;) {
         int status = 0;

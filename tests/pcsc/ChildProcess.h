@@ -1,8 +1,9 @@
-// A vpcd-card process: the simulated chip put into the virtual reader, taken
-// out again (SIGTERM, by process id) when the object goes.
+// A program the test runs: a vpcd-card (the simulated chip put into the
+// virtual reader, taken out again when the object goes) or the command-line
+// tool. A process still running at the end gets SIGTERM, by its process id.
 
-#ifndef COSUPDATE_PCSC_E2E_CARD_PROCESS_H
-#define COSUPDATE_PCSC_E2E_CARD_PROCESS_H
+#ifndef COSUPDATE_PCSC_E2E_CHILD_PROCESS_H
+#define COSUPDATE_PCSC_E2E_CHILD_PROCESS_H
 
 #include <sys/types.h>
 
@@ -12,14 +13,14 @@
 
 namespace pcsce2e {
 
-class CardProcess {
+class ChildProcess {
   public:
     // Starts `program` with `arguments`; its output goes to `logPath`.
-    CardProcess(const std::string& program, const std::vector<std::string>& arguments,
-                const std::string& logPath);
-    ~CardProcess();
-    CardProcess(const CardProcess&) = delete;
-    CardProcess& operator=(const CardProcess&) = delete;
+    ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                 const std::string& logPath);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     // Waits for the process to end by itself; its exit status, or -1 when it
     // is still running after `patience` or died of a signal.
@@ -32,4 +33,4 @@ class CardProcess {
 
 }  // namespace pcsce2e
 
-#endif  // COSUPDATE_PCSC_E2E_CARD_PROCESS_H
+#endif  // COSUPDATE_PCSC_E2E_CHILD_PROCESS_H

@@ -15,7 +15,7 @@
 #include <optional>
 #include <string>
 
-#include "CardProcess.h"
+#include "ChildProcess.h"
 #include "ReaderWatch.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosim/ChipState.h"
@@ -36,6 +36,7 @@ const std::string kCardReader = "Virtual PCD 00 00";
 const std::string kUpdateFile = std::string(COSUPDATE_EXAMPLES_DIR) + "/update.xml";
 const cosim::Bytes kTransitServiceAid{0xF0, 0x5A, 0x4C, 0x4D, 0x53, 0x00, 0x00, 0x01};
 constexpr std::chrono::seconds kCardPatience{10};
+constexpr std::chrono::seconds kToolPatience{30};
 const char* const kSelectFeWithLe = "00A4040006F05A4C4D00FE00";
 const char* const kSelectFeWithoutLe = "00A4040006F05A4C4D00FE";
 
@@ -85,8 +86,10 @@ class PcscE2e : public ::testing::Test {
         }
         removeCard();
         if (HasFailure()) {
-            std::ifstream log(m_cardLog);
-            std::cerr << "--- vpcd-card log\n" << log.rdbuf() << "---\n";
+            for (const std::string& path : {m_cardLog, m_statePath + ".tool.log"}) {
+                std::ifstream log(path);
+                std::cerr << "--- " << path << '\n' << log.rdbuf() << "---\n";
+            }
         }
     }
 
@@ -97,7 +100,7 @@ class PcscE2e : public ::testing::Test {
         ASSERT_TRUE(waitForCard(kCardReader, false, kCardPatience)) << kCardReader << " not empty";
         std::vector<std::string> arguments{"--state", m_statePath, "--port", m_port, "--verbose"};
         arguments.insert(arguments.end(), extra.begin(), extra.end());
-        m_card = std::make_unique<CardProcess>(m_cardProgram, arguments, m_cardLog);
+        m_card = std::make_unique<ChildProcess>(m_cardProgram, arguments, m_cardLog);
         ASSERT_TRUE(waitForCard(kCardReader, true, kCardPatience)) << "no card in " << kCardReader;
     }
 
@@ -131,6 +134,12 @@ class PcscE2e : public ::testing::Test {
 
     cosim::ChipState chipState() const { return cosim::loadStateFile(m_statePath); }
 
+    // Runs a program to its end; its exit status (-1: killed or too slow).
+    int run(const std::string& program, const std::vector<std::string>& arguments) {
+        ChildProcess child(program, arguments, m_statePath + ".tool.log");
+        return child.waitForExit(kToolPatience);
+    }
+
     // Whether the card's trace (vpcd-card --verbose) shows this command.
     ::testing::AssertionResult cardReceived(const std::string& command) const {
         std::ifstream file(m_cardLog);
@@ -148,7 +157,7 @@ class PcscE2e : public ::testing::Test {
     std::string m_port;
     std::string m_statePath;
     std::string m_cardLog;
-    std::unique_ptr<CardProcess> m_card;
+    std::unique_ptr<ChildProcess> m_card;
     std::unique_ptr<api::COSUpdateInterface> m_engine;
 };
 
@@ -277,6 +286,19 @@ TEST_F(PcscE2e, SecondTransportIsRefusedWhileTheFirstHoldsTheCard) {
     }
     EXPECT_FALSE(second->isInitialized());
 }
+
+#ifdef COSUPDATE_PCSC_E2E_TOOL
+// cosupdate exits 0 when it deployed an update, 3 when none applies.
+TEST_F(PcscE2e, CommandLineToolDeploysTheExampleThenFindsNothingToDo) {
+    insertCard();
+    const std::vector<std::string> update{"update", kUpdateFile, "--transport",
+                                          "pcsc:" + kCardReader};
+
+    ASSERT_EQ(run(COSUPDATE_PCSC_E2E_TOOL, update), 0);
+    EXPECT_EQ(chipState(), updatedFactoryState()) << cosim::describe(chipState());
+    EXPECT_EQ(run(COSUPDATE_PCSC_E2E_TOOL, update), 3);
+}
+#endif
 
 struct ReaderCase {
     const char* name;
