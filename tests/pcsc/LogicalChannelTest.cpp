@@ -3,9 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <optional>
+#include <ostream>
 
 #include "LogicalChannel.h"
 #include "ScriptedCard.h"
