@@ -120,9 +120,8 @@ class PcscE2e : public ::testing::Test {
     }
 
     api::COSUpdateInterface& startEngine(const PcscOptions& options) {
-        // The default sink (the Android log, stderr on a host): a sink of our
-        // own would need the type information the shipped library keeps to
-        // itself.
+        // The default sink (the Android log, stderr on a host), as a host
+        // service that brings no logging of its own would run it.
         m_engine = api::COSUpdateFactory::create(std::make_shared<api::COSUpdateLogInterface>());
         m_engine->initialize(cosupdate::pcsc::makePcscSEMedia(options));
         m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FC, cosim::aid::kFC);
