@@ -179,7 +179,8 @@ void updateOverSlowLink(benchmark::State& state, Sink sink) {
 }
 
 // How load, selection and update grow with the manifest: entries for other
-// platforms, as an update file for many product lines carries them.
+// platforms, as an update file for many product lines carries them. The full
+// run goes past 100,000 entries to show the slope past the caches.
 void scaling(benchmark::State& state) {
     UpdateFileShape shape;
     shape.entries = static_cast<size_t>(state.range(0));
@@ -236,7 +237,7 @@ void registerAll() {
     const std::vector<std::pair<int64_t, int64_t>> points =
         smoke ? std::vector<std::pair<int64_t, int64_t>>{{10, 2}, {1000, 2}}
               : std::vector<std::pair<int64_t, int64_t>>{
-                    {10, 50}, {1000, 30}, {10000, 10}, {100000, 5}};
+                    {10, 50}, {1000, 30}, {10000, 10}, {100000, 5}, {300000, 3}};
     for (const auto& [entries, rounds] : points) {
         generatedUpdateFile(UpdateFileShape{static_cast<size_t>(entries), 4096, 2});
         benchmark::RegisterBenchmark("update/scaling", scaling)
