@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+
 #include "cosim/Chip.h"
 #include "cosim/Crc32.h"
 #include "cosim/Protocol.h"
@@ -94,6 +97,49 @@ TEST(Chip, AnswerToResetChecksOut) {
         check ^= answerToReset()[i];
     }
     EXPECT_EQ(check, 0);
+}
+
+// The checksum BEGIN PATCH declares must be zlib's: check values of the
+// standard, and any split of the input into update() calls gives the same.
+uint32_t bitwiseCrc32(const Bytes& data) {
+    uint32_t c = 0xFFFFFFFFu;
+    for (uint8_t byte : data) {
+        c ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            c = (c & 1u) ? (c >> 1) ^ 0xEDB88320u : c >> 1;
+        }
+    }
+    return ~c;
+}
+
+TEST(Crc32, GivesTheStandardCheckValues) {
+    const std::string digits = "123456789";
+    const std::string fox = "The quick brown fox jumps over the lazy dog";
+    EXPECT_EQ(crc32(reinterpret_cast<const uint8_t*>(digits.data()), digits.size()), 0xCBF43926u);
+    EXPECT_EQ(crc32(reinterpret_cast<const uint8_t*>(fox.data()), fox.size()), 0x414FA339u);
+    EXPECT_EQ(crc32(nullptr, 0), 0u);
+}
+
+TEST(Crc32, AnySplitOfTheInputGivesTheBitwiseResult) {
+    Bytes data(1037);
+    uint32_t state = 12345;
+    for (uint8_t& byte : data) {
+        state = state * 1103515245u + 12345u;
+        byte = static_cast<uint8_t>(state >> 16);
+    }
+    const uint32_t expected = bitwiseCrc32(data);
+    for (size_t piece = 1; piece <= 17; ++piece) {
+        SCOPED_TRACE(piece);
+        Crc32 crc;
+        for (size_t offset = 0; offset < data.size(); offset += piece) {
+            crc.update(&data[offset], std::min(piece, data.size() - offset));
+        }
+        EXPECT_EQ(crc.value(), expected);
+    }
+    for (size_t length = 0; length <= 24; ++length) {
+        const Bytes prefix(data.begin(), data.begin() + static_cast<ptrdiff_t>(length));
+        EXPECT_EQ(crc32(prefix.data(), prefix.size()), bitwiseCrc32(prefix)) << length;
+    }
 }
 
 // A patch image, its commands, and the chip's answers.

@@ -1,6 +1,10 @@
 // Loading, validating and unloading update files.
 
+#include <sys/stat.h>
+
+#include <cstdio>
 #include <fstream>
+#include <thread>
 
 #include "EngineTest.h"
 
@@ -132,6 +136,27 @@ TEST_F(LoaderTest, HandsTheKernelTheRestOfTheStreamByteForByte) {
     EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(text.substr(5))))
         .WillOnce(Return(nullptr));
     EXPECT_THROW(engine->loadCOSUpdateFileOnMemory(in), COSUpdateException);
+}
+
+// A pipe cannot tell its length: the whole of it arrives in chunks that the
+// loader must join in order, however many there are.
+TEST_F(LoaderTest, ReadsAStreamOfUnknownLengthToItsEnd) {
+    std::string text;
+    for (int i = 0; i < 300001; ++i) {
+        text += static_cast<char>('0' + i % 43);
+    }
+    const std::string fifo = writeTempFile("") + ".fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::thread writer([&] {
+        std::ofstream out(fifo, std::ios::binary);
+        out << text;
+    });
+    std::ifstream in(fifo, std::ios::binary);
+    EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(text)))
+        .WillOnce(Return(nullptr));
+    EXPECT_THROW(engine->loadCOSUpdateFileOnMemory(in), COSUpdateException);
+    writer.join();
+    std::remove(fifo.c_str());
 }
 
 TEST_F(LoaderTest, AStreamThatIsNotOpenKeepsThePreviousFile) {
