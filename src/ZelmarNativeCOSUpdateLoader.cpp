@@ -1,10 +1,7 @@
 // Loading an update file into the kernel, validating what the kernel made of
 // it, and unloading it.
 
-#include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <memory>
 
 #include "COSUpdateMessages.h"
 #include "ZelmarNativeCOSUpdate.h"
@@ -16,59 +13,18 @@ namespace V1_0 {
 
 namespace {
 
-// Text read from a stream, NUL-terminated for the kernel. Unlike a string, its
-// buffer is not zero-filled before the read overwrites it: on a file of many
-// MiB that fill cost as much again as the read itself.
-class StreamText {
-  public:
-    // Reads up to `count` bytes into room made for exactly that many.
-    void readFrom(std::ifstream& file, size_t count) {
-        reserve(m_size + count);
-        file.read(m_data.get() + m_size, static_cast<std::streamsize>(count));
-        m_size += static_cast<size_t>(file.gcount());
-    }
-    void append(const char* bytes, size_t count) {
-        if (m_size + count > m_capacity) {
-            reserve(std::max(m_size + count, 2 * m_capacity));
-        }
-        std::memcpy(m_data.get() + m_size, bytes, count);
-        m_size += count;
-    }
-    const char* c_str() {
-        reserve(m_size);
-        m_data[m_size] = '\0';
-        return m_data.get();
-    }
-
-  private:
-    // Room for `capacity` bytes and the terminator, keeping the content.
-    void reserve(size_t capacity) {
-        if (m_data && capacity <= m_capacity) {
-            return;
-        }
-        std::unique_ptr<char[]> grown(new char[capacity + 1]);
-        if (m_size > 0) {
-            std::memcpy(grown.get(), m_data.get(), m_size);
-        }
-        m_data = std::move(grown);
-        m_capacity = capacity;
-    }
-
-    std::unique_ptr<char[]> m_data;
-    size_t m_size = 0;
-    size_t m_capacity = 0;
-};
-
-// The rest of the stream, byte for byte. Update files run to many MiB: size the
-// buffer once when the stream can tell its length, so the file is held once.
-StreamText readRemainingStream(std::ifstream& file) {
-    StreamText text;
+// The rest of the stream, byte for byte. Update files run to many MiB: the
+// string is sized once when the stream can tell its length, so the file is
+// held once, and filled by appending cache-sized chunks rather than resized
+// first, which would zero-fill all of it before the read overwrites it.
+std::string readRemainingStream(std::ifstream& file) {
+    std::string text;
     const std::streampos start = file.tellg();
     if (start != std::streampos(-1) && file.seekg(0, std::ios::end)) {
         const std::streampos end = file.tellg();
         file.seekg(start);
         if (end != std::streampos(-1) && end > start) {
-            text.readFrom(file, static_cast<size_t>(end - start));
+            text.reserve(static_cast<size_t>(end - start));
         }
     }
     file.clear(file.rdstate() & ~std::ios::failbit);
@@ -114,7 +70,7 @@ void COSUpdate::loadCOSUpdateFileOnMemory(std::ifstream& file) {
     m_selectedManifest = nullptr;
 
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Load XML COSUpdate file stream into memory ...");
-    StreamText text = readRemainingStream(file);
+    const std::string text = readRemainingStream(file);
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Extracting 'COSUpdate' data from memory ...");
     m_multiscript.reset(nativeCOSPatch_xml_multiscript_loadFromString(text.c_str()));
     if (!m_multiscript) {
