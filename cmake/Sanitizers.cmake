@@ -20,3 +20,12 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang"
                     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
     add_link_options(-shared-libsan LINKER:-rpath,${_cosupdate_runtime_dir})
 endif()
+
+# Fuzz builds: coverage instrumentation for every target, so that the library
+# and the simulation kernel guide libFuzzer too. Only the fuzz programs link
+# libFuzzer itself (fuzz/CMakeLists.txt); with the shared sanitizer runtime
+# above, the libraries' coverage counters register with the libFuzzer of the
+# program that loads them.
+if(COSUPDATE_BUILD_FUZZERS AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
