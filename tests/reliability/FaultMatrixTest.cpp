@@ -137,90 +137,20 @@ std::vector<std::string> generalViolations(const SessionRun& run,
     return violations;
 }
 
-TEST(FaultMatrix, EveryKernelCallFailingInTurn) {
-    const auto untouched = untouchedOutcomes();
-    ASSERT_EQ(untouched.at("doUpdate"), "result:1");
-    Figures figures;
-    for (size_t k = 1;; ++k) {
-        bool faultHit = true;
-        const auto violations = inChild([&] {
-            KernelDouble::reset();
-            KernelDouble::instance().failAt = k;
-            auto log = std::make_shared<CapturingLog>();
-            const SessionRun run = runSession(log, std::make_shared<FakeTransport>());
-            KernelDouble& kernel = KernelDouble::instance();
-            std::vector<std::string> found = generalViolations(run, log);
-            if (!kernel.faultHit) {
-                found.push_back("#no-fault");
-                return found;
-            }
-            const std::string call = kernel.journal[k - 1];
-            for (const auto& op : run.ops) {
-                if (k - 1 < op.firstKernelCall || k - 1 >= op.firstKernelCall + op.kernelCalls) {
-                    continue;
-                }
-                size_t occurrence = 0;
-                for (size_t i = op.firstKernelCall; i < k; ++i) {
-                    occurrence += kernel.journal[i] == call ? 1 : 0;
-                }
-                std::string expected = expectedOutcome(op.name, call, occurrence);
-                if (expected.empty()) {
-                    expected = untouched.at(op.name);
-                }
-                if (op.outcome != expected) {
-                    found.push_back("k=" + std::to_string(k) + " " + call + " in " + op.name +
-                                    ": got " + op.outcome + ", expected " + expected);
-                }
-            }
-            return found;
-        });
-        std::vector<std::string> real;
-        for (const auto& v : violations) {
-            if (v == "#no-fault") {
-                faultHit = false;
-            } else {
-                real.push_back(v);
-            }
-        }
-        EXPECT_TRUE(real.empty()) << "k=" << k << ": " << real.front();
-        figures.violations += real.size();
-        if (!faultHit) {
-            break;
-        }
-        ++figures.runs;
-        ++figures.injected;
-    }
-    report("kernel", figures);
-    EXPECT_GT(figures.runs, 60u);
-}
+constexpr char kNoFault[] = "#no-fault";
 
-// A transport or sink fault has no single expected message: it reaches the
-// engine as a failed kernel call, a refused stop or the caller's own exception.
-// The general invariants must hold for every one of them.
-void sweep(const char* matrix,
-           const std::function<void(size_t, CapturingLog&, FakeTransport&)>& arm,
-           const std::function<bool(const CapturingLog&, const FakeTransport&, size_t)>& hit) {
+// Runs `runOnce(k)` in a child for k = 1, 2, ... until a run meets no fault
+// (it then reports kNoFault among its violations), and returns the figures.
+Figures sweep(const char* matrix, const std::function<std::vector<std::string>(size_t)>& runOnce) {
     Figures figures;
     for (size_t k = 1;; ++k) {
         bool faultHit = true;
-        const auto violations = inChild([&] {
-            KernelDouble::reset();
-            auto log = std::make_shared<CapturingLog>();
-            auto transport = std::make_shared<FakeTransport>();
-            arm(k, *log, *transport);
-            const SessionRun run = runSession(log, transport);
-            std::vector<std::string> found = generalViolations(run, log);
-            if (!hit(*log, *transport, k)) {
-                found.push_back("#no-fault");
-            }
-            return found;
-        });
         std::vector<std::string> real;
-        for (const auto& v : violations) {
-            if (v == "#no-fault") {
+        for (const auto& violation : inChild([&] { return runOnce(k); })) {
+            if (violation == kNoFault) {
                 faultHit = false;
             } else {
-                real.push_back("k=" + std::to_string(k) + " " + v);
+                real.push_back("k=" + std::to_string(k) + ": " + violation);
             }
         }
         EXPECT_TRUE(real.empty()) << real.front();
@@ -232,33 +162,97 @@ void sweep(const char* matrix,
         ++figures.injected;
     }
     report(matrix, figures);
-    EXPECT_GT(figures.runs, 20u);
+    return figures;
+}
+
+// The outcome of the operation that met the k-th kernel call, against what
+// that failure must produce.
+std::vector<std::string> checkKernelFault(size_t k, const SessionRun& run,
+                                          const std::map<std::string, std::string>& untouched) {
+    const KernelDouble& kernel = KernelDouble::instance();
+    const std::string call = kernel.journal[k - 1];
+    std::vector<std::string> found;
+    for (const auto& op : run.ops) {
+        if (k - 1 < op.firstKernelCall || k - 1 >= op.firstKernelCall + op.kernelCalls) {
+            continue;
+        }
+        size_t occurrence = 0;
+        for (size_t i = op.firstKernelCall; i < k; ++i) {
+            occurrence += kernel.journal[i] == call ? 1 : 0;
+        }
+        std::string expected = expectedOutcome(op.name, call, occurrence);
+        if (expected.empty()) {
+            expected = untouched.at(op.name);
+        }
+        if (op.outcome != expected) {
+            found.push_back(call + " in " + op.name + ": got " + op.outcome + ", expected " +
+                            expected);
+        }
+    }
+    return found;
+}
+
+TEST(FaultMatrix, EveryKernelCallFailingInTurn) {
+    const auto untouched = untouchedOutcomes();
+    ASSERT_EQ(untouched.at("doUpdate"), "result:1");
+    const Figures figures = sweep("kernel", [&](size_t k) {
+        KernelDouble::reset();
+        KernelDouble::instance().failAt = k;
+        auto log = std::make_shared<CapturingLog>();
+        const SessionRun run = runSession(log, std::make_shared<FakeTransport>());
+        std::vector<std::string> found = generalViolations(run, log);
+        if (!KernelDouble::instance().faultHit) {
+            found.push_back(kNoFault);
+            return found;
+        }
+        for (const auto& violation : checkKernelFault(k, run, untouched)) {
+            found.push_back(violation);
+        }
+        return found;
+    });
+    EXPECT_GT(figures.runs, 60u);
+}
+
+// A transport fault has no single expected message: it reaches the engine as a
+// failed kernel call, a refused stop or the caller's own exception. The
+// general invariants must hold for every one of them.
+Figures sweepTransport(const char* matrix, FakeTransport::Throw kind) {
+    return sweep(matrix, [kind](size_t k) {
+        KernelDouble::reset();
+        auto log = std::make_shared<CapturingLog>();
+        auto transport = std::make_shared<FakeTransport>();
+        transport->throwAt = k;
+        transport->throwKind = kind;
+        std::vector<std::string> found = generalViolations(runSession(log, transport), log);
+        if (transport->calls.size() < k) {
+            found.push_back(kNoFault);
+        }
+        return found;
+    });
 }
 
 TEST(FaultMatrix, EveryTransportCallThrowingTheLibrarysException) {
-    sweep(
-        "transport, COSUpdateException",
-        [](size_t k, CapturingLog&, FakeTransport& t) {
-            t.throwAt = k;
-            t.throwKind = FakeTransport::Throw::COSUpdate;
-        },
-        [](const CapturingLog&, const FakeTransport& t, size_t k) { return t.calls.size() >= k; });
+    EXPECT_GT(sweepTransport("transport, COSUpdateException", FakeTransport::Throw::COSUpdate).runs,
+              20u);
 }
 
 TEST(FaultMatrix, EveryTransportCallThrowingAnotherException) {
-    sweep(
-        "transport, other exception",
-        [](size_t k, CapturingLog&, FakeTransport& t) {
-            t.throwAt = k;
-            t.throwKind = FakeTransport::Throw::Other;
-        },
-        [](const CapturingLog&, const FakeTransport& t, size_t k) { return t.calls.size() >= k; });
+    EXPECT_GT(sweepTransport("transport, other exception", FakeTransport::Throw::Other).runs, 20u);
 }
 
 TEST(FaultMatrix, EveryLogLineThrowing) {
-    sweep(
-        "log sink", [](size_t k, CapturingLog& log, FakeTransport&) { log.throwAt = k; },
-        [](const CapturingLog& log, const FakeTransport&, size_t k) { return log.written >= k; });
+    const Figures figures = sweep("log sink", [](size_t k) {
+        KernelDouble::reset();
+        auto log = std::make_shared<CapturingLog>();
+        log->throwAt = k;
+        std::vector<std::string> found =
+            generalViolations(runSession(log, std::make_shared<FakeTransport>()), log);
+        if (log->written < k) {
+            found.push_back(kNoFault);
+        }
+        return found;
+    });
+    EXPECT_GT(figures.runs, 100u);
 }
 
 }  // namespace
