@@ -22,7 +22,7 @@ bool endsWith(std::string_view text, std::string_view suffix) {
 
 // The name in "<name> " + suffix, when `text` is exactly that.
 std::optional<std::string_view> nameBefore(std::string_view text, std::string_view suffix) {
-    const size_t minimum = suffix.size() + 3;  // '<', at least one character, "> "
+    const size_t minimum = suffix.size() + 4;  // '<', at least one character, "> "
     if (text.size() < minimum || text.front() != '<' || !endsWith(text, suffix)) {
         return std::nullopt;
     }

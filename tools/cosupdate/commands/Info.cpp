@@ -40,6 +40,11 @@ ExitStatus runInfo(CommandContext& context, Reply& reply) {
     Bytes data;
     session.engine().getCOSInfo(tag, data);
 
+    if (data.empty()) {
+        // The library gives nothing, and no error, for an FD that is not
+        // four bytes long.
+        context.console().line("cosupdate: " + name + ": the library returned no bytes");
+    }
     reply.line(toHex(data));
     reply.json().set("tag", name).set("hex", toHex(data));
     if (tag == api::COSUPDATE_TAG_FE) {
