@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "CommandLine.h"
-#include "Errors.h"
 #include "cosim/Protocol.h"
 
 namespace cosupdate::cli {
@@ -95,23 +94,6 @@ INSTANTIATE_TEST_SUITE_P(
                 true,
                 api::COSUPDATE_LOG_ERROR}),
     [](const ::testing::TestParamInfo<LogCase>& info) { return info.param.name; });
-
-TEST(CommandLine, RefusesWhatItCannotUse) {
-    const std::vector<std::vector<std::string>> bad{
-        {"--nope"},
-        {"-x"},
-        {"--chip"},
-        {"--chip="},
-        {"--json=1"},
-        {"--aid-fe", "F05A"},
-        {"--aid-fe", "F05A4C4D00FE0102030405060708090A0B"},
-        {"--aid-fd", "F0 5A 4C 4D 0"},
-        {"--log-level", "5"},
-    };
-    for (const auto& args : bad) {
-        EXPECT_THROW(parseCommandLine(args), UsageError) << ::testing::PrintToString(args);
-    }
-}
 
 }  // namespace
 }  // namespace cosupdate::cli

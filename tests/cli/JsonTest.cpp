@@ -48,13 +48,5 @@ TEST(Json, ObjectsKeepTheirOrderAndReplaceKeys) {
     EXPECT_EQ(parsed.keyOrder, (std::vector<std::string>{"b", "a", "inner", "list", "none"}));
 }
 
-TEST(Json, MergeAddsAndOverrides) {
-    JsonObject base;
-    base.set("command", "update").set("exitStatus", 0);
-    base.merge(JsonObject().set("exitStatus", 4).set("file", "u.xml"));
-
-    EXPECT_EQ(base.text(), R"({"command":"update","exitStatus":4,"file":"u.xml"})");
-}
-
 }  // namespace
 }  // namespace cosupdate::cli
