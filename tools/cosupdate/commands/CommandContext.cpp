@@ -1,5 +1,7 @@
 #include "commands/CommandContext.h"
 
+#include <stdexcept>
+
 #include "ChipFile.h"
 #include "Errors.h"
 #include "OfflineMedia.h"
