@@ -79,6 +79,19 @@ TEST_F(ToolTest, CheckJsonNamesTheSelectionAndTheChip) {
     EXPECT_EQ(json["customerId"].string, "ACME");
 }
 
+TEST_F(ToolTest, CheckJsonSaysWhenNothingApplies) {
+    ASSERT_EQ(run({"chip", "set", "version", "0300"}).status, 0);
+
+    const ToolResult result = run({"--json", "check", kUpdate});
+    ASSERT_EQ(result.status, 3) << result.describe();
+    const JsonValue json = parseJson(result.out);
+
+    EXPECT_EQ(json["exitStatus"].number, 3);
+    EXPECT_FALSE(json["updateAvailable"].boolean);
+    EXPECT_EQ(json["selected"].type, JsonValue::Type::Null);
+    EXPECT_EQ(json["cosVersion"].string, "0300");
+}
+
 TEST_F(ToolTest, CheckStillNamesTheScriptWithTheAndroidLog) {
     const ToolResult result = run({"--android-log", "check", kUpdate});
 

@@ -31,6 +31,7 @@ ExitStatus runCheck(CommandContext& context, Reply& reply) {
         reply.json().setNull("selected");
     } else {
         reply.line("no update applies");
+        reply.json().setNull("selected");
     }
     reply.line("chip: " + describe(identity));
     reply.json().merge(identityJson(identity));
