@@ -133,16 +133,17 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<InfoCase>& info) { return std::string(info.param.tag); });
 
 TEST_F(ToolTest, InfoFollowsTheChipAndTheAidOptions) {
-    ASSERT_EQ(run({"chip", "set", "fd", "0B020004", "version", "0102"}).status, 0);
+    ASSERT_EQ(run({"chip", "set", "fd", "0B020004"}).status, 0);
 
     EXPECT_EQ(run({"info", "FD"}).out, "0B02\n");
     // FD's AID given for FC: all four bytes, where FD yields two.
     EXPECT_EQ(run({"--aid-fc", "F05A4C4D00FD", "info", "FC"}).out, "0B020004\n");
-    // FE's AID given for FD: not four bytes, the library returns none.
-    const ToolResult notFd = run({"--aid-fd", "F05A4C4D00FE", "info", "FD"});
-    EXPECT_EQ(notFd.status, 0) << notFd.describe();
-    EXPECT_EQ(notFd.out, "\n");
-    EXPECT_NE(notFd.err.find("FD: the library returned no bytes"), std::string::npos);
+    // An empty object: no bytes, no error, and a note saying so.
+    ASSERT_EQ(run({"chip", "set", "fc", ""}).status, 0);
+    const ToolResult empty = run({"info", "FC"});
+    EXPECT_EQ(empty.status, 0) << empty.describe();
+    EXPECT_EQ(empty.out, "\n");
+    EXPECT_NE(empty.err.find("FC: the library returned no bytes"), std::string::npos);
     const ToolResult unknownAid = run({"--aid-fe", "F05A4C4D00EE", "info", "FE"});
     EXPECT_EQ(unknownAid.status, 1) << unknownAid.describe();
     EXPECT_NE(unknownAid.err.find("Unable to read COSData for FE tag"), std::string::npos)

@@ -41,8 +41,8 @@ ExitStatus runInfo(CommandContext& context, Reply& reply) {
     session.engine().getCOSInfo(tag, data);
 
     if (data.empty()) {
-        // The library gives nothing, and no error, for an FD that is not
-        // four bytes long.
+        // The library gives nothing, and no error, for an empty object and
+        // for an FD that is not four bytes long.
         context.console().line("cosupdate: " + name + ": the library returned no bytes");
     }
     reply.line(toHex(data));
