@@ -47,11 +47,11 @@ TEST(ChipFile, DefaultLocationFollowsTheEnvironment) {
     EXPECT_EQ(defaultChipFile(nullptr, nullptr), "cosupdate-chip.state");
 }
 
-TEST(Transport, SpecSplitsAtTheFirstColon) {
-    const TransportSpec pcsc = parseTransportSpec("pcsc:Reader: 00 00");
+TEST(Transport, ChoiceSplitsAtTheFirstColon) {
+    const TransportChoice pcsc = parseTransportChoice("pcsc:Reader: 00 00");
     EXPECT_EQ(pcsc.name, "pcsc");
     EXPECT_EQ(pcsc.argument, "Reader: 00 00");
-    const TransportSpec sim = parseTransportSpec("sim");
+    const TransportChoice sim = parseTransportChoice("sim");
     EXPECT_EQ(sim.name, "sim");
     EXPECT_EQ(sim.argument, "");
 }

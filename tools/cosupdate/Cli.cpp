@@ -14,7 +14,7 @@ namespace cosupdate::cli {
 
 namespace {
 
-struct CommandSpec {
+struct CommandDef {
     const char* name;
     size_t minArgs;
     size_t maxArgs;
@@ -24,7 +24,7 @@ struct CommandSpec {
 
 constexpr size_t kAny = static_cast<size_t>(-1);
 
-constexpr CommandSpec kCommands[] = {
+constexpr CommandDef kCommands[] = {
     {"validate", 1, 1, "validate FILE", runValidate},
     {"check", 1, 1, "check FILE", runCheck},
     {"update", 1, 1, "update FILE", runUpdate},
@@ -32,19 +32,19 @@ constexpr CommandSpec kCommands[] = {
     {"chip", 1, kAny, "chip show|reset|set FIELD VALUE ...", runChip},
 };
 
-const CommandSpec& findCommand(const std::string& name) {
-    for (const CommandSpec& spec : kCommands) {
-        if (name == spec.name) {
-            return spec;
+const CommandDef& findCommand(const std::string& name) {
+    for (const CommandDef& def : kCommands) {
+        if (name == def.name) {
+            return def;
         }
     }
     throw UsageError("unknown command '" + name + "'");
 }
 
-void checkArgumentCount(const CommandSpec& spec, size_t count) {
-    if (count < spec.minArgs || count > spec.maxArgs) {
-        throw UsageError(std::string("wrong arguments for '") + spec.name + "'; usage: cosupdate " +
-                         spec.usage);
+void checkArgumentCount(const CommandDef& def, size_t count) {
+    if (count < def.minArgs || count > def.maxArgs) {
+        throw UsageError(std::string("wrong arguments for '") + def.name + "'; usage: cosupdate " +
+                         def.usage);
     }
 }
 
@@ -93,13 +93,13 @@ void report(const Failure& failure, const std::string& command, bool json, std::
 int dispatch(const Invocation& invocation, std::ostream& out, Console& console) {
     const Options& options = invocation.options;
     const std::vector<std::string>& words = invocation.words;
-    const CommandSpec& spec = findCommand(words.front());
+    const CommandDef& def = findCommand(words.front());
     const std::vector<std::string> args(words.begin() + 1, words.end());
-    checkArgumentCount(spec, args.size());
+    checkArgumentCount(def, args.size());
     CommandContext context(options, console, args);
     Reply reply;
-    const ExitStatus status = spec.run(context, reply);
-    reply.print(out, options.json, spec.name, status);
+    const ExitStatus status = def.run(context, reply);
+    reply.print(out, options.json, def.name, status);
     return toInt(status);
 }
 

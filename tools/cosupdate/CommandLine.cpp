@@ -14,15 +14,15 @@ namespace {
 constexpr size_t kMinAid = 3;
 constexpr size_t kMaxAid = 16;
 
-struct OptionSpec {
+struct OptionDef {
     const char* name;
     const char* shortName;  // or nullptr
     bool takesValue;
     std::function<void(Options&, const std::string&)> apply;
 };
 
-const std::vector<OptionSpec>& optionSpecs() {
-    static const std::vector<OptionSpec> specs{
+const std::vector<OptionDef>& optionDefs() {
+    static const std::vector<OptionDef> defs{
         {"--transport", nullptr, true, [](Options& o, const std::string& v) { o.transport = v; }},
         {"--chip", nullptr, true,
          [](Options& o, const std::string& v) {
@@ -49,13 +49,13 @@ const std::vector<OptionSpec>& optionSpecs() {
         {"--help", "-h", false, [](Options& o, const std::string&) { o.help = true; }},
         {"--version", nullptr, false, [](Options& o, const std::string&) { o.version = true; }},
     };
-    return specs;
+    return defs;
 }
 
-const OptionSpec* findOption(const std::string& name) {
-    for (const OptionSpec& spec : optionSpecs()) {
-        if (name == spec.name || (spec.shortName != nullptr && name == spec.shortName)) {
-            return &spec;
+const OptionDef* findOption(const std::string& name) {
+    for (const OptionDef& def : optionDefs()) {
+        if (name == def.name || (def.shortName != nullptr && name == def.shortName)) {
+            return &def;
         }
     }
     return nullptr;
@@ -92,19 +92,19 @@ Invocation parseCommandLine(const std::vector<std::string>& args) {
         }
         const size_t equals = arg.find('=');
         const std::string name = arg.substr(0, equals);
-        const OptionSpec* spec = findOption(name);
-        if (spec == nullptr) {
+        const OptionDef* def = findOption(name);
+        if (def == nullptr) {
             throw UsageError("unknown option '" + name + "'");
         }
-        if (!spec->takesValue) {
+        if (!def->takesValue) {
             if (equals != std::string::npos) {
                 throw UsageError("option '" + name + "' takes no value");
             }
-            spec->apply(invocation.options, "");
+            def->apply(invocation.options, "");
         } else if (equals != std::string::npos) {
-            spec->apply(invocation.options, arg.substr(equals + 1));
+            def->apply(invocation.options, arg.substr(equals + 1));
         } else if (i + 1 < args.size()) {
-            spec->apply(invocation.options, args[++i]);
+            def->apply(invocation.options, args[++i]);
         } else {
             throw UsageError("option '" + name + "' needs a value");
         }

@@ -34,12 +34,12 @@ std::string knownNames() {
 
 }  // namespace
 
-TransportSpec parseTransportSpec(const std::string& text) {
+TransportChoice parseTransportChoice(const std::string& text) {
     const size_t colon = text.find(':');
     if (colon == std::string::npos) {
-        return TransportSpec{text, ""};
+        return TransportChoice{text, ""};
     }
-    return TransportSpec{text.substr(0, colon), text.substr(colon + 1)};
+    return TransportChoice{text.substr(0, colon), text.substr(colon + 1)};
 }
 
 const std::vector<TransportKind>& transportKinds() {
@@ -67,8 +67,9 @@ const TransportKind& findTransport(const std::string& name) {
     throw UsageError("--transport: unknown transport '" + name + "' (known: " + knownNames() + ")");
 }
 
-std::unique_ptr<Transport> openTransport(const TransportSpec& spec, const std::string& chipFile) {
-    return findTransport(spec.name).open(TransportSettings{spec.argument, chipFile});
+std::unique_ptr<Transport> openTransport(const TransportChoice& choice,
+                                         const std::string& chipFile) {
+    return findTransport(choice.name).open(TransportSettings{choice.argument, chipFile});
 }
 
 }  // namespace cosupdate::cli

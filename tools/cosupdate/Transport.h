@@ -25,11 +25,11 @@ class Transport {
 };
 
 // "pcsc:Virtual PCD" -> {"pcsc", "Virtual PCD"}; "sim" -> {"sim", ""}.
-struct TransportSpec {
+struct TransportChoice {
     std::string name;
     std::string argument;
 };
-TransportSpec parseTransportSpec(const std::string& text);
+TransportChoice parseTransportChoice(const std::string& text);
 
 struct TransportSettings {
     std::string argument;  // after the ':'
@@ -50,7 +50,8 @@ const std::vector<TransportKind>& transportKinds();
 // Throws UsageError for a transport that is unknown or not in this build.
 const TransportKind& findTransport(const std::string& name);
 
-std::unique_ptr<Transport> openTransport(const TransportSpec& spec, const std::string& chipFile);
+std::unique_ptr<Transport> openTransport(const TransportChoice& choice,
+                                         const std::string& chipFile);
 
 }  // namespace cosupdate::cli
 

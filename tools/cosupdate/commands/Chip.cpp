@@ -126,7 +126,7 @@ void describeState(const ChipFile& file, const cosim::ChipState& state, Reply& r
 }  // namespace
 
 ExitStatus runChip(CommandContext& context, Reply& reply) {
-    if (parseTransportSpec(context.options().transport).name != "sim") {
+    if (parseTransportChoice(context.options().transport).name != "sim") {
         throw UsageError("chip: only the simulated chip (--transport sim) has a state to " +
                          std::string("show or change"));
     }

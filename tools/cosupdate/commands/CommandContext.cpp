@@ -14,7 +14,7 @@ std::string CommandContext::chipFile() const {
 
 Transport& CommandContext::transport() {
     if (!m_transport) {
-        m_transport = openTransport(parseTransportSpec(m_options.transport), chipFile());
+        m_transport = openTransport(parseTransportChoice(m_options.transport), chipFile());
     }
     return *m_transport;
 }
