@@ -1,0 +1,102 @@
+#include "ChipFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+#include "Errors.h"
+#include "cosim/StateFile.h"
+
+namespace cosupdate::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isSet(const char* value) {
+    return value != nullptr && value[0] != '\0';
+}
+
+// The parser's messages start "chip state, line N: ..." or "chip state: ...";
+// ours name the file instead.
+std::string withoutPrefix(const std::string& message) {
+    for (const char* prefix : {"chip state, ", "chip state: "}) {
+        const std::string start = prefix;
+        if (message.compare(0, start.size(), start) == 0) {
+            return message.substr(start.size());
+        }
+    }
+    return message;
+}
+
+}  // namespace
+
+std::string defaultChipFile(const char* xdgStateHome, const char* home) {
+    if (isSet(xdgStateHome)) {
+        return (fs::path(xdgStateHome) / "cosupdate" / "chip.state").string();
+    }
+    if (isSet(home)) {
+        return (fs::path(home) / ".local" / "state" / "cosupdate" / "chip.state").string();
+    }
+    return "cosupdate-chip.state";
+}
+
+std::string defaultChipFile() {
+    return defaultChipFile(std::getenv("XDG_STATE_HOME"), std::getenv("HOME"));
+}
+
+bool ChipFile::exists() const {
+    std::error_code error;
+    return fs::exists(m_path, error);
+}
+
+cosim::ChipState ChipFile::load() const {
+    std::error_code error;
+    if (fs::is_directory(m_path, error)) {
+        throw ToolError("chip state file " + m_path + ": is a directory");
+    }
+    std::ifstream file(m_path, std::ios::binary);
+    if (!file) {
+        throw ToolError("chip state file " + m_path + ": cannot read: " + std::strerror(errno));
+    }
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (file.bad()) {
+        throw ToolError("chip state file " + m_path + ": cannot read");
+    }
+    try {
+        return cosim::parseState(text);
+    } catch (const cosim::StateFileError& e) {
+        throw ToolError("chip state file " + m_path + " is corrupt: " + withoutPrefix(e.what()));
+    }
+}
+
+cosim::ChipState ChipFile::loadOrCreate() const {
+    if (!exists()) {
+        save(cosim::ChipState::factoryDefault());
+    }
+    return load();
+}
+
+void ChipFile::save(const cosim::ChipState& state) const {
+    const fs::path parent = fs::path(m_path).parent_path();
+    std::error_code error;
+    if (!parent.empty() && !fs::is_directory(parent, error)) {
+        fs::create_directories(parent, error);
+        if (error) {
+            throw ToolError("chip state file " + m_path + ": cannot create " + parent.string() +
+                            ": " + error.message());
+        }
+    }
+    try {
+        cosim::saveStateFile(m_path, state);
+    } catch (const cosim::StateFileError& e) {
+        throw ToolError(e.what());
+    }
+}
+
+}  // namespace cosupdate::cli

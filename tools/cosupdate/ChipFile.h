@@ -1,0 +1,40 @@
+// The file that keeps the simulated chip between runs of the tool (the
+// format of cosim/StateFile.h). A missing file is a factory-fresh chip.
+
+#ifndef COSUPDATE_CLI_CHIP_FILE_H
+#define COSUPDATE_CLI_CHIP_FILE_H
+
+#include <string>
+#include <utility>
+
+#include "cosim/ChipState.h"
+
+namespace cosupdate::cli {
+
+// $XDG_STATE_HOME/cosupdate/chip.state, else ~/.local/state/cosupdate/chip.state,
+// else ./cosupdate-chip.state. Either variable may be null or empty.
+std::string defaultChipFile(const char* xdgStateHome, const char* home);
+// The same from the process environment.
+std::string defaultChipFile();
+
+class ChipFile {
+  public:
+    explicit ChipFile(std::string path) : m_path(std::move(path)) {}
+
+    const std::string& path() const { return m_path; }
+    bool exists() const;
+
+    // Throw ToolError naming the file (and the line at fault).
+    cosim::ChipState load() const;
+    // A missing file is written with the factory state first.
+    cosim::ChipState loadOrCreate() const;
+    // Creates missing parent directories.
+    void save(const cosim::ChipState& state) const;
+
+  private:
+    std::string m_path;
+};
+
+}  // namespace cosupdate::cli
+
+#endif  // COSUPDATE_CLI_CHIP_FILE_H

@@ -1,0 +1,41 @@
+// The command line: global options, accepted before or after the command
+// ("cosupdate --json update FILE" and "cosupdate update FILE --json" are the
+// same), then the command and its arguments.
+
+#ifndef COSUPDATE_CLI_COMMAND_LINE_H
+#define COSUPDATE_CLI_COMMAND_LINE_H
+
+#include <string>
+#include <vector>
+
+#include "EngineLog.h"
+#include "EngineSession.h"
+
+namespace cosupdate::cli {
+
+struct Options {
+    std::string transport = "sim";
+    std::string chipFile;  // empty: defaultChipFile()
+    AidSet aids;           // the simulated chip's unless given
+    LogOptions log;
+    bool logLevelGiven = false;
+    bool json = false;
+    bool help = false;
+    bool version = false;
+};
+
+struct Invocation {
+    Options options;
+    std::vector<std::string> words;  // the command and its arguments
+};
+
+// `args` without the program name. Throws UsageError for an unknown option,
+// a missing or bad option value.
+Invocation parseCommandLine(const std::vector<std::string>& args);
+
+// The AID an --aid-* option gives: 3 to 16 bytes of hex.
+Bytes parseAid(const std::string& text, const std::string& option);
+
+}  // namespace cosupdate::cli
+
+#endif  // COSUPDATE_CLI_COMMAND_LINE_H

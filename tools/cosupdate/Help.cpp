@@ -1,0 +1,141 @@
+#include "Help.h"
+
+#include "Transport.h"
+
+namespace cosupdate::cli {
+
+namespace {
+
+constexpr const char kUsage[] = R"(usage: cosupdate [OPTIONS] COMMAND [ARGS]
+
+Updates the card operating system (COS) of a secure element with an update
+file, through libnativecosupdateapi-zelmar.so.
+
+Commands:
+  validate FILE          load and validate an update file (no chip needed)
+  check FILE             tell whether an update applies, and which script
+  update FILE            run the update, with progress and a summary
+  info FC|FD|FE          print a COS data object's bytes in hex
+  chip show|reset|set    the simulated chip's state (--transport sim)
+  help [COMMAND]         this text, or a command's
+
+Options (before or after the command):
+  --transport NAME[:ARG] how to reach the secure element (default: sim)
+  --chip FILE            the simulated chip's state file
+                         (default: $XDG_STATE_HOME/cosupdate/chip.state,
+                         else ~/.local/state/cosupdate/chip.state)
+  --aid-fc HEX, --aid-fd HEX, --aid-fe HEX
+                         AIDs of the FC, FD and FE objects
+                         (default: F05A4C4D00FC, F05A4C4D00FD, F05A4C4D00FE)
+  -v, --verbose          the library's and the kernel's log on stderr
+  --log-level LEVEL      lowest level logged: verbose, debug, info, warning,
+                         error (implies --verbose unless --android-log)
+  --android-log          also pass the log to the library's default sink
+                         (the Android log; stderr on a Linux host)
+  --json                 print one JSON object with the result on stdout
+  -h, --help             help; with a command, that command's help
+  --version              the tool's version
+
+Exit status:
+  0  done (update: deployed; check: an update applies; validate: valid)
+  1  error (file, transport, chip state file, library)
+  2  bad command line
+  3  nothing to do: no update applies to the chip
+  4  update failed: a script failed or did not verify; run it again to resume
+  5  the library refused the update file
+)";
+
+struct CommandText {
+    const char* name;
+    const char* text;
+};
+
+constexpr CommandText kCommands[] = {
+    {"validate", R"(usage: cosupdate validate FILE
+
+Loads FILE into the library as an update would and reports whether the
+library accepts it. On refusal prints the library's message and the faults it
+logged ("Multiscript content is incorrect : ...", or the kernel's parse error
+with its line). Needs no chip: no transport is opened.
+
+Exit status: 0 valid, 5 refused, 1 the file cannot be read.
+)"},
+    {"check", R"(usage: cosupdate check FILE
+
+Loads FILE, reads the chip's FE object (platform, COS version, customer) and
+asks the library whether a script of FILE applies to the chip. Prints the
+script the library selected and its type, as the library's log names them.
+Changes nothing on the chip.
+
+Exit status: 0 an update applies, 3 none applies, 5 FILE refused, 1 error.
+)"},
+    {"update", R"(usage: cosupdate update FILE
+
+Loads FILE and runs the update: the selected script and every script that
+applies after it. While it runs, stderr shows the script being run, its type,
+the APDUs it exchanged and its time (one line rewritten in place on a
+terminal, plain lines otherwise; none with --json). Then a summary on stdout:
+the scripts run with their results, the library's count of deployed scripts,
+and the COS version before and after, read from the chip's FE object.
+
+Exit status: 0 deployed, 3 nothing to do, 4 failed (run again to resume),
+5 FILE refused, 1 error (the update stopped on a transport or library error).
+)"},
+    {"info", R"(usage: cosupdate info FC|FD|FE
+
+Reads a COS data object through the library (getCOSInfo) and prints its bytes
+in hex. FD: its first two bytes. FE: platform id, COS version and customer id
+as TLVs C1, C2, C3; --json adds them decoded.
+
+Exit status: 0 read, 2 unknown tag, 1 error.
+)"},
+    {"chip", R"(usage: cosupdate chip show
+       cosupdate chip reset
+       cosupdate chip set FIELD VALUE [FIELD VALUE ...]
+
+The simulated chip's persistent state, kept in the chip state file (--chip).
+A missing file is a factory-fresh chip and is created.
+
+  show    print the state
+  reset   back to the factory state: platform ZLM-P1, COS 0100, customer
+          ACME, FC 5A4C4D010000002A, FD 0A010003, no service
+  set     change fields:
+            platform TEXT       platform id, printable ASCII, 1-127 chars
+            version HEX         COS version, 1-4 hex digits (0101)
+            customer TEXT       customer id; "" for none
+            fc HEX              FC content, up to 1024 bytes
+            fd HEX              FD content, 4 bytes
+            services AID,AID    installed services; "" or none for none
+
+Only with --transport sim. Exit status: 0 done, 2 bad field or value,
+1 the chip state file cannot be read or written.
+)"},
+};
+
+std::string transportList() {
+    std::string text = "\nTransports:\n";
+    for (const TransportKind& kind : transportKinds()) {
+        constexpr size_t kColumn = 16;
+        const size_t pad = kind.usage.size() < kColumn ? kColumn - kind.usage.size() : 1;
+        text += "  " + kind.usage + std::string(pad, ' ') + kind.summary +
+                (kind.open ? "" : " [not in this build]") + "\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string toolHelp() {
+    return kUsage + transportList();
+}
+
+std::string commandHelp(const std::string& command) {
+    for (const CommandText& entry : kCommands) {
+        if (command == entry.name) {
+            return entry.text;
+        }
+    }
+    return "";
+}
+
+}  // namespace cosupdate::cli

@@ -1,0 +1,87 @@
+#include "Hex.h"
+
+#include <cstdio>
+
+#include "Errors.h"
+
+namespace cosupdate::cli {
+
+namespace {
+
+int digitValue(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    if (c >= 'A' && c <= 'F') {
+        return c - 'A' + 10;
+    }
+    return -1;
+}
+
+bool isSeparator(char c) {
+    return c == ' ' || c == '\t' || c == ':';
+}
+
+UsageError notHex(const std::string& text, const std::string& what, const std::string& why) {
+    return UsageError(what + ": '" + text + "' is not hex (" + why + ")");
+}
+
+}  // namespace
+
+std::string toHex(const Bytes& bytes) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (uint8_t byte : bytes) {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0x0F];
+    }
+    return text;
+}
+
+Bytes parseHex(const std::string& text, const std::string& what) {
+    Bytes bytes;
+    size_t i = 0;
+    while (i < text.size()) {
+        if (isSeparator(text[i])) {
+            ++i;
+            continue;
+        }
+        const int high = digitValue(text[i]);
+        if (high < 0) {
+            throw notHex(text, what, std::string("bad digit '") + text[i] + "'");
+        }
+        if (i + 1 >= text.size() || digitValue(text[i + 1]) < 0) {
+            throw notHex(text, what, "digits must come in pairs");
+        }
+        bytes.push_back(static_cast<uint8_t>(high << 4 | digitValue(text[i + 1])));
+        i += 2;
+    }
+    return bytes;
+}
+
+std::string formatVersion(uint16_t version) {
+    char text[5];
+    std::snprintf(text, sizeof text, "%04X", static_cast<unsigned>(version));
+    return text;
+}
+
+uint16_t parseVersion(const std::string& text, const std::string& what) {
+    if (text.empty() || text.size() > 4) {
+        throw UsageError(what + ": '" + text + "' is not a version of 1 to 4 hex digits");
+    }
+    unsigned value = 0;
+    for (char c : text) {
+        const int digit = digitValue(c);
+        if (digit < 0) {
+            throw UsageError(what + ": '" + text + "' is not a version of 1 to 4 hex digits");
+        }
+        value = value << 4 | static_cast<unsigned>(digit);
+    }
+    return static_cast<uint16_t>(value);
+}
+
+}  // namespace cosupdate::cli

@@ -1,0 +1,58 @@
+// Transports the tool reaches the secure element through, chosen with
+// --transport NAME[:ARGUMENT]. Each kind registers a factory in Transport.cpp;
+// one built without its dependencies is still known, to say why it is missing.
+
+#ifndef COSUPDATE_CLI_TRANSPORT_H
+#define COSUPDATE_CLI_TRANSPORT_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ZelmarNativeCOSUpdateApi.h"
+
+namespace cosupdate::cli {
+
+namespace api = Zelmar::Device::COS::V1_0;
+
+class Transport {
+  public:
+    virtual ~Transport() = default;
+    virtual std::shared_ptr<api::COSUpdateSEMediaInterface> media() = 0;
+    // For messages: "simulated chip (state in FILE)", "PC/SC reader 'X'".
+    virtual std::string description() const = 0;
+};
+
+// "pcsc:Virtual PCD" -> {"pcsc", "Virtual PCD"}; "sim" -> {"sim", ""}.
+struct TransportChoice {
+    std::string name;
+    std::string argument;
+};
+TransportChoice parseTransportChoice(const std::string& text);
+
+struct TransportSettings {
+    std::string argument;  // after the ':'
+    std::string chipFile;  // --chip, for the simulated chip
+};
+
+struct TransportKind {
+    std::string name;
+    std::string usage;  // "pcsc[:READER]"
+    std::string summary;
+    // Empty when this build does not have the transport.
+    std::function<std::unique_ptr<Transport>(const TransportSettings&)> open;
+    std::string missingReason;
+};
+
+const std::vector<TransportKind>& transportKinds();
+
+// Throws UsageError for a transport that is unknown or not in this build.
+const TransportKind& findTransport(const std::string& name);
+
+std::unique_ptr<Transport> openTransport(const TransportChoice& choice,
+                                         const std::string& chipFile);
+
+}  // namespace cosupdate::cli
+
+#endif  // COSUPDATE_CLI_TRANSPORT_H

@@ -1,0 +1,181 @@
+// cosupdate update FILE: runs the update with live progress, then sums it up:
+// the scripts run, the library's count of deployed scripts and the COS
+// version before and after, as the chip's FE object tells them.
+
+#include <chrono>
+#include <optional>
+
+#include "Errors.h"
+#include "FeObject.h"
+#include "Progress.h"
+#include "commands/CommandContext.h"
+
+namespace cosupdate::cli {
+
+namespace {
+
+constexpr int kDeployed = 1;
+constexpr int kNothingToDo = 0;
+
+struct Outcome {
+    std::optional<int> result;  // doUpdate's, unless it threw
+    std::string error;          // what it threw
+    std::chrono::steady_clock::duration elapsed{};
+};
+
+ExitStatus statusOf(const Outcome& outcome) {
+    if (!outcome.result) {
+        return ExitStatus::Error;
+    }
+    switch (*outcome.result) {
+        case kDeployed:
+            return ExitStatus::Ok;
+        case kNothingToDo:
+            return ExitStatus::NothingToDo;
+        default:
+            return ExitStatus::UpdateFailed;
+    }
+}
+
+std::string resultName(ExitStatus status) {
+    switch (status) {
+        case ExitStatus::Ok:
+            return "deployed";
+        case ExitStatus::NothingToDo:
+            return "nothing to do";
+        case ExitStatus::UpdateFailed:
+            return "failed";
+        default:
+            return "error";
+    }
+}
+
+Outcome runEngine(EngineSession& session, RunListener* listener) {
+    RunTracker& tracker = session.log().tracker();
+    tracker.setListener(listener);
+    Outcome outcome;
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        outcome.result = session.engine().doUpdate();
+    } catch (const api::COSUpdateException& e) {
+        outcome.error = e.what();
+    }
+    outcome.elapsed = std::chrono::steady_clock::now() - start;
+    tracker.setListener(nullptr);
+    return outcome;
+}
+
+// After an update the chip may be unreachable (that may be why it failed):
+// the summary then says so instead of losing the result.
+std::optional<CosIdentity> identityAfter(EngineSession& session) {
+    try {
+        return session.readIdentity();
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+void reportResult(const Outcome& outcome, ExitStatus status, Reply& reply) {
+    reply.json().set("result", resultName(status));
+    if (outcome.result) {
+        reply.json().set("engineResult", *outcome.result);
+    } else {
+        reply.json().setNull("engineResult");
+    }
+    reply.line("result:       " + resultName(status) +
+               (outcome.error.empty() ? "" : ": " + outcome.error));
+    if (!outcome.error.empty()) {
+        reply.json().set("error", outcome.error);
+    }
+}
+
+void reportScripts(const RunTracker& tracker, Reply& reply) {
+    JsonArray scripts;
+    reply.line("scripts run:  " + std::to_string(tracker.runs().size()));
+    for (const ScriptRun& run : tracker.runs()) {
+        std::string text = "  " + describeScript(run.script) + ": " + describeResult(run);
+        JsonObject json;
+        json.set("name", run.script.name).set("type", run.script.type);
+        json.set("result", describeResult(run));
+        if (run.versionAfter) {
+            text += ", COS " + formatVersion(*run.versionAfter);
+            json.set("cosVersionAfter", formatVersion(*run.versionAfter));
+        }
+        text += ", " + std::to_string(run.apdus) + " APDUs, " + formatDuration(run.elapsed);
+        json.set("apdus", run.apdus).set("elapsedMs", milliseconds(run.elapsed));
+        reply.line(text);
+        scripts.add(json);
+    }
+    reply.json().set("scripts", scripts);
+    if (tracker.deployedCount()) {
+        // The library counts patches and services without an audit script.
+        reply.line("deployed:     " + std::to_string(*tracker.deployedCount()) +
+                   " (as the library counts them)");
+        reply.json().set("deployed", *tracker.deployedCount());
+    } else {
+        reply.json().set("deployed", 0);
+    }
+}
+
+void reportVersions(const CosIdentity& before, const std::optional<CosIdentity>& after,
+                    Reply& reply) {
+    const std::string from = formatVersion(before.cosVersion);
+    const std::string to = after ? formatVersion(after->cosVersion) : "unknown";
+    reply.line("COS version:  " + from + " -> " + to);
+    reply.line("chip:         " + describe(after ? *after : before));
+    reply.json().set("before", identityJson(before));
+    if (after) {
+        reply.json().set("after", identityJson(*after));
+    } else {
+        reply.json().setNull("after");
+    }
+}
+
+void reportErrors(const std::vector<std::string>& errors, Reply& reply) {
+    if (!errors.empty()) {
+        reply.line("errors the library logged:");
+    }
+    JsonArray json;
+    for (const std::string& error : errors) {
+        reply.line("  " + error);
+        json.add(error);
+    }
+    reply.json().set("errors", json);
+}
+
+}  // namespace
+
+ExitStatus runUpdate(CommandContext& context, Reply& reply) {
+    const std::string& path = context.args().at(0);
+    std::ifstream file = openUpdateFile(path);
+    EngineSession& session = context.openSession();
+    session.loadUpdateFile(file, path);
+    const CosIdentity before = session.readIdentity();
+    const RunTracker& tracker = session.log().tracker();
+    const size_t errorsBefore = tracker.errors().size();
+    const uint64_t apdusBefore = tracker.apdus();
+
+    UpdateProgress progress(context.console());
+    const Outcome outcome = runEngine(session, context.options().json ? nullptr : &progress);
+    context.console().clearStatus();
+    const ExitStatus status = statusOf(outcome);
+    const std::vector<std::string> errors(
+        tracker.errors().begin() + static_cast<ptrdiff_t>(errorsBefore), tracker.errors().end());
+    const uint64_t apdus = tracker.apdus() - apdusBefore;
+
+    if (!outcome.error.empty()) {
+        context.console().line("cosupdate: update stopped: " + outcome.error);
+    }
+    reply.json().set("file", path);
+    reportResult(outcome, status, reply);
+    reportScripts(tracker, reply);
+    reportVersions(before, identityAfter(session), reply);
+    reply.line("APDUs:        " + std::to_string(apdus) + " in " + formatDuration(outcome.elapsed));
+    reply.json().set("apdus", apdus).set("elapsedMs", milliseconds(outcome.elapsed));
+    if (status == ExitStatus::UpdateFailed || status == ExitStatus::Error) {
+        reportErrors(errors, reply);
+    }
+    return status;
+}
+
+}  // namespace cosupdate::cli
