@@ -1,4 +1,4 @@
-// The exit statuses of cosupdate, as docs/cosupdate.md lists them. Scripts
+// The exit statuses of cosupdate, as its manual in README.md lists them. Scripts
 // tell an update that was deployed, one that had nothing to do and one that
 // failed apart by these.
 
