@@ -88,6 +88,13 @@ TEST(SlotOrder, EveryEngineSlotRunsTheOperationTheClientCalled) {
     EXPECT_EQ(entryLineOf(l, [&] { engine.reset(); }), "++ COSUpdate::~COSUpdate()");
 }
 
+struct CallerError {};
+
+class ThrowingLog : public COSUpdateLogInterface {
+  public:
+    void writeLogMessage(COSUpdateLogLevel, const std::string&) override { throw CallerError(); }
+};
+
 TEST(SlotOrder, TheLibrarysOwnMembersLinkAndBehave) {
     COSUpdateException error("x");
     EXPECT_STREQ(error.what(), "x");
@@ -99,6 +106,8 @@ TEST(SlotOrder, TheLibrarysOwnMembersLinkAndBehave) {
     }
     COSUpdateLogInterface plain;  // the library's default sink, through the library's vtable
     plain.writeLogMessage(COSUPDATE_LOG_INFO, "slot order test");
+    // A caller's own exception unwinds through the library's frames unchanged.
+    EXPECT_THROW(COSUpdateFactory::create(std::make_shared<ThrowingLog>()), CallerError);
 }
 
 }  // namespace

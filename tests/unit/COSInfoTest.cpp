@@ -130,18 +130,18 @@ TEST_F(COSInfoTest, AnUnsupportedTagIsAskedAsTypeZeroThenRefusedWithTheSEMediaSt
     EXPECT_FALSE(started());
 }
 
-TEST_F(COSInfoTest, AFailedReadIsLoggedAndStopsOnlyWhatItStarted) {
-    EXPECT_CALL(kernel().mock, seContextManager_readCOSData).WillRepeatedly(Return(false));
-    std::vector<uint8_t> info{1};
-    EXPECT_EQ(thrownMessage([&] { engine->getCOSInfo(COSUPDATE_TAG_FE, info); }),
-              "Unable to read COSData for FE tag");
-    EXPECT_TRUE(info.empty());
-    EXPECT_FALSE(started());
-
+TEST_F(COSInfoTest, AFailedReadLeavesABorrowedSEMediaRunning) {
     ASSERT_TRUE(kernel().fake.seMediaManager_start());
-    EXPECT_EQ(thrownMessage([&] { read(COSUPDATE_TAG_FC); }), "Unable to read COSData for FC tag");
-    EXPECT_TRUE(started()) << "borrowed, so left running";
-    EXPECT_EQ(kernel().count("seMediaManager_stop"), 1u);
+    kernel().failNext("seContextManager_readCOSData");
+    std::vector<uint8_t> info{1};
+    EXPECT_EQ(thrownMessage([&] { engine->getCOSInfo(COSUPDATE_TAG_FC, info); }),
+              "Unable to read COSData for FC tag");
+    EXPECT_TRUE(info.empty());
+    EXPECT_TRUE(log->has(COSUPDATE_LOG_WARNING,
+                         "COSUpdateException detected on COSUpdate::getCOSInfo() : Unable to read "
+                         "COSData for FC tag"));
+    EXPECT_TRUE(started());
+    EXPECT_EQ(kernel().count("seMediaManager_stop"), 0u);
 }
 
 TEST_F(COSInfoTest, BothOperationsRequireAnInitializedEngine) {

@@ -72,23 +72,5 @@ TEST_F(DefaultSinkEngineTest, AnEngineMadeWithThePlainSinkLogsToThePlatform) {
     EXPECT_EQ(lines[1].text, "eSE upgrade: - COSUpdate library version : 1.2.2");
 }
 
-TEST(COSUpdateExceptionTest, CarriesItsTextAndIsARuntimeError) {
-    try {
-        throw COSUpdateException("x");
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "x");
-        EXPECT_NE(dynamic_cast<const COSUpdateException*>(&e), nullptr);
-    }
-}
-
-TEST(COSUpdateFactoryTest, RefusesAnEmptySink) {
-    KernelDouble::reset();
-    std::unique_ptr<COSUpdateInterface> engine;
-    EXPECT_EQ(thrownMessage([&] { engine = COSUpdateFactory::create(nullptr); }),
-              "COSUpdateLog not exist");
-    EXPECT_EQ(engine, nullptr);
-    EXPECT_TRUE(KernelDouble::instance().journal.empty()) << "no kernel call for a refused sink";
-}
-
 }  // namespace
 }  // namespace testsupport

@@ -37,22 +37,6 @@ TEST_F(LifecycleTest, ConstructionBringsUpTheKernelInOrderAndLogsTheVersion) {
     EXPECT_EQ(log->texts(COSUPDATE_LOG_VERBOSE).size(), 7u);
 }
 
-TEST_F(LifecycleTest, ConstructionFailsWhenTheLogManagerRefuses) {
-    EXPECT_CALL(kernel().mock, logManager_initComponent).WillOnce(Return(false));
-    EXPECT_EQ(thrownMessage([&] { create(); }), "Unable to initialize logManager");
-    EXPECT_EQ(engine, nullptr);
-
-    KernelDouble::reset();
-    EXPECT_CALL(kernel().mock, logManager_open).WillOnce(Return(false));
-    EXPECT_EQ(thrownMessage([&] { create(); }), "Unable to open logManager");
-
-    KernelDouble::reset();
-    EXPECT_CALL(kernel().mock, memory_initComponent).WillOnce(Return(false));
-    EXPECT_CALL(kernel().mock, seContextManager_initComponent).WillOnce(Return(false));
-    create();
-    EXPECT_NE(engine, nullptr) << "results of the memory and SE context set-up are ignored";
-}
-
 TEST_F(LifecycleTest, InitializeBindsTheTransportAndInitializesItOnlyWhenNeeded) {
     create();
     EXPECT_EQ(thrownMessage([&] { engine->initialize(nullptr); }), "SEMedia component is null");
@@ -72,15 +56,6 @@ TEST_F(LifecycleTest, InitializeBindsTheTransportAndInitializesItOnlyWhenNeeded)
     transport->calls.clear();
     engine->initialize(transport);
     EXPECT_EQ(transport->calls, (std::vector<std::string>{"isInitialized"}));
-}
-
-TEST_F(LifecycleTest, InitializeFailsWhenTheKernelRefusesTheSEMediaTable) {
-    create();
-    EXPECT_CALL(kernel().mock, seMediaManager_initComponent).WillOnce(Return(false));
-    EXPECT_EQ(thrownMessage([&] { engine->initialize(transport); }),
-              "Unable to initialize SEMedia Wrapper");
-    EXPECT_FALSE(engine->isInitialized());
-    EXPECT_FALSE(log->has("-- COSUpdate::initialize()"));
 }
 
 TEST_F(LifecycleTest, ATransportThatFailsToInitializeLeavesTheEngineUninitialized) {

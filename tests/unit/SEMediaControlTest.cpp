@@ -55,23 +55,6 @@ TEST_F(SEMediaControlTest, BorrowsAStartedSEMediaAndLeavesItRunning) {
     EXPECT_EQ(kernel().count("seMediaManager_stop"), 0u);
 }
 
-TEST_F(SEMediaControlTest, KernelRefusalsLeaveTheCallersFlagsFalse) {
-    const struct {
-        const char* refusing;
-        const char* message;
-    } cases[] = {{"seMediaManager_isStarted", "Unable to retrieve SEMedia status"},
-                 {"seMediaManager_start", "Unable to start SEMedia"}};
-    for (const auto& c : cases) {
-        kernel().failNext(c.refusing);
-        bool wasStarted = false;
-        bool startedLocally = false;
-        EXPECT_EQ(thrownMessage([&] { peer().start(&wasStarted, &startedLocally); }), c.message);
-        EXPECT_FALSE(wasStarted);
-        EXPECT_FALSE(startedLocally);
-        EXPECT_FALSE(log->has("-- COSUpdate::_startLocallySEMediaIfNotYetStarted()"));
-    }
-}
-
 TEST_F(SEMediaControlTest, AFailedStopIsLoggedAndOwedAgain) {
     bool wasStarted = false;
     bool startedLocally = false;

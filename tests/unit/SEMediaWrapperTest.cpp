@@ -138,54 +138,6 @@ TEST_F(SEMediaWrapperTest, OpenBeforeStartFailsEvenWithValidArguments) {
     EXPECT_TRUE(transport->calls.empty());
 }
 
-TEST_F(SEMediaWrapperTest, OpenRejectsBadArgumentsBeforeTheTransport) {
-    ASSERT_TRUE(_COSUpdateSEMediaWrapper_start());
-    EXPECT_FALSE(
-        _COSUpdateSEMediaWrapper_openConnection(nullptr, 5, response, 16, &responseLength));
-    EXPECT_FALSE(open(0));
-    EXPECT_FALSE(_COSUpdateSEMediaWrapper_openConnection(aid, 5, nullptr, 16, &responseLength));
-    EXPECT_FALSE(open(5, 1));
-    EXPECT_FALSE(_COSUpdateSEMediaWrapper_openConnection(aid, 5, response, 16, nullptr));
-    EXPECT_EQ(log->count("[COSUpdateLib] _COSUpdateSEMediaWrapper_openConnection() => error "
-                         "detected : One or more invalid parameter"),
-              5u);
-    EXPECT_TRUE(transport->calls.empty());
-    expectBufferUntouched();
-}
-
-TEST_F(SEMediaWrapperTest, OpenChecksTheAnswerSizeAgainstTheBuffer) {
-    ASSERT_TRUE(_COSUpdateSEMediaWrapper_start());
-    const struct {
-        size_t answerSize;
-        uint16_t responseMax;
-        const char* error;  // null: success
-    } cases[] = {{0, 16, "Invalid openConnection() response size"},
-                 {1, 16, "Invalid openConnection() response size"},
-                 {17, 16, "Buffer too small to write openConnection() response"},
-                 {16, 16, nullptr},
-                 {2, 2, nullptr}};
-    for (const auto& c : cases) {
-        std::fill(std::begin(response), std::end(response), kUntouched);
-        responseLength = kUntouchedLength;
-        transport->openAnswer.assign(c.answerSize, 0x61);
-        log->lines.clear();
-        const bool ok = open(5, c.responseMax);
-        if (c.error != nullptr) {
-            EXPECT_FALSE(ok) << c.answerSize;
-            EXPECT_TRUE(logged(COSUPDATE_LOG_WARNING,
-                               std::string("_COSUpdateSEMediaWrapper_openConnection() => error "
-                                           "detected : ") +
-                                   c.error));
-            expectBufferUntouched();
-        } else {
-            EXPECT_TRUE(ok) << c.answerSize;
-            EXPECT_EQ(responseLength, c.answerSize);
-            EXPECT_EQ(response[c.answerSize - 1], 0x61);
-        }
-    }
-    EXPECT_EQ(transport->lastAid, std::vector<uint8_t>(aid, aid + 5));
-}
-
 TEST_F(SEMediaWrapperTest, OpenThatDoesNotConnectFailsWithoutAnErrorLine) {
     ASSERT_TRUE(_COSUpdateSEMediaWrapper_start());
     transport->connectOnOpen = false;
@@ -196,46 +148,23 @@ TEST_F(SEMediaWrapperTest, OpenThatDoesNotConnectFailsWithoutAnErrorLine) {
               "[COSUpdateLib] -- _COSUpdateSEMediaWrapper_openConnection()");
 }
 
-TEST_F(SEMediaWrapperTest, TransmitIgnoresTheStartedFlagAndChecksItsArguments) {
-    transport->connected = true;
-    EXPECT_TRUE(transmit(4));
-    EXPECT_EQ(responseLength, 2u);
-    EXPECT_EQ(transport->lastCommand, std::vector<uint8_t>(command, command + 4));
-    responseLength = kUntouchedLength;
-    std::fill(std::begin(response), std::end(response), kUntouched);
-    EXPECT_FALSE(transmit(3));
-    EXPECT_FALSE(transmit(5, 1));
-    EXPECT_FALSE(_COSUpdateSEMediaWrapper_transmitApdu(nullptr, 5, response, 16, &responseLength));
-    EXPECT_EQ(log->count("[COSUpdateLib] _COSUpdateSEMediaWrapper_transmitApdu() => error "
-                         "detected : One or more invalid parameter(s)"),
-              3u);
-    expectBufferUntouched();
-}
-
-TEST_F(SEMediaWrapperTest, TransmitNeedsAConnectionAndAWholeStatusWord) {
+// Sizes and pointers are pinned down by the length contract test; here, what
+// transmit asks of the transport.
+TEST_F(SEMediaWrapperTest, TransmitIgnoresTheStartedFlagButNeedsAConnection) {
     EXPECT_FALSE(transmit());
     EXPECT_TRUE(logged(COSUPDATE_LOG_WARNING,
                        "_COSUpdateSEMediaWrapper_transmitApdu() => error detected : SEMedia is not "
                        "connected"));
-    transport->connected = true;
-    const struct {
-        size_t answerSize;
-        const char* error;
-    } cases[] = {{0, "Invalid transmitApdu() response size"},
-                 {1, "Invalid transmitApdu() response size"},
-                 {17, "Buffer too small to write transmitApdu() response"}};
-    for (const auto& c : cases) {
-        transport->apduAnswer.assign(c.answerSize, 0x90);
-        EXPECT_FALSE(transmit());
-        EXPECT_TRUE(logged(COSUPDATE_LOG_WARNING,
-                           std::string("_COSUpdateSEMediaWrapper_transmitApdu() => error "
-                                       "detected : ") +
-                               c.error));
-    }
     expectBufferUntouched();
-    transport->apduAnswer.assign(16, 0x90);
-    EXPECT_TRUE(transmit());
-    EXPECT_EQ(responseLength, 16u);
+    transport->connected = true;
+    transport->apduAnswer = {0x61, 0x10, 0x90, 0x00};
+    EXPECT_TRUE(transmit(4));
+    EXPECT_EQ(responseLength, 4u);
+    EXPECT_EQ(std::vector<uint8_t>(response, response + 4), transport->apduAnswer);
+    EXPECT_EQ(transport->lastCommand, std::vector<uint8_t>(command, command + 4));
+    bool connected = false;
+    ASSERT_TRUE(_COSUpdateSEMediaWrapper_isConnected(&connected));
+    EXPECT_TRUE(connected);
 }
 
 TEST_F(SEMediaWrapperTest, TransportExceptionsAreLoggedWithOrWithoutTheirText) {
@@ -256,15 +185,6 @@ TEST_F(SEMediaWrapperTest, TransportExceptionsAreLoggedWithOrWithoutTheirText) {
     EXPECT_FALSE(_COSUpdateSEMediaWrapper_isConnected(&connected));
     EXPECT_TRUE(
         logged(COSUPDATE_LOG_WARNING, "_COSUpdateSEMediaWrapper_isConnected() => error detected"));
-}
-
-TEST_F(SEMediaWrapperTest, IsConnectedReportsTheTransportsAnswer) {
-    bool connected = false;
-    EXPECT_FALSE(_COSUpdateSEMediaWrapper_isConnected(nullptr));
-    transport->connected = true;
-    ASSERT_TRUE(_COSUpdateSEMediaWrapper_isConnected(&connected));
-    EXPECT_TRUE(connected);
-    EXPECT_TRUE(log->lines.empty()) << "no framing lines";
 }
 
 TEST_F(SEMediaWrapperTest, CloseAsksIsConnectedUnderAMisleadingLineThenCloses) {

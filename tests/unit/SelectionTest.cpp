@@ -147,22 +147,13 @@ TEST_F(SelectionTest, ReadsIdsUpToTheirNulButNeverPastTheBuffer) {
     EXPECT_EQ(peer().platformId(), std::string(128, 'X'));
 }
 
+// Kernel refusals before the search are swept by the fault matrix; these are
+// the states a caller can get wrong.
 TEST_F(SelectionTest, RefusesToSearchWithoutItsPrerequisites) {
     EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }), "No COSUpdate file loaded");
     load(withScripts({patchEntry("p1", "0100")}));
-    EXPECT_CALL(kernel().mock, seMediaManager_isComponentInitialized)
-        .WillOnce(Return(false))
-        .WillOnce(testing::DoAll(testing::SetArgPointee<0>(false), Return(true)))
-        .WillRepeatedly(testing::DoDefault());
-    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
-              "Unable to retrieve SEMediaManager component status");
-    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
-              "SEMediaManager component status not initialized");
     EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
-        .WillOnce(Return(false))
         .WillOnce(testing::DoAll(testing::SetArgPointee<1>(0), Return(true)));
-    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
-              "Unable to verify AID size of FE tag");
     EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
               " AID for COS FE tag not defined");
     EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
@@ -173,25 +164,15 @@ TEST_F(SelectionTest, RefusesToSearchWithoutItsPrerequisites) {
 }
 
 TEST_F(SelectionTest, AChipReadFailureIsLoggedStopsTheSEMediaAndIsRethrown) {
-    const struct {
-        const char* message;
-        const char* failingRead;
-    } cases[] = {
-        {"Unable to retrieve SE COS PlatformId", "seContextManager_readCOSPlatformId"},
-        {"Unable to retrieve SE COS Version", "seContextManager_readCOSVersion"},
-        {"Unable to retrieve SE COS CustomerId", "seContextManager_readCOSCustomerId"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
-        load(withScripts({patchEntry("p1", "0100")}));
-        kernel().failNext(c.failingRead);
-        EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }), c.message);
-        EXPECT_TRUE(
-            log->has(COSUPDATE_LOG_WARNING,
-                     std::string("COSUpdate::isUpdateAvailable() -> Exception : ") + c.message));
-        EXPECT_FALSE(started());
-        EXPECT_EQ(peer().selected(), nullptr);
-    }
+    load(withScripts({patchEntry("p1", "0100")}));
+    kernel().failNext("seContextManager_readCOSCustomerId");
+    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
+              "Unable to retrieve SE COS CustomerId");
+    EXPECT_TRUE(log->has(COSUPDATE_LOG_WARNING,
+                         "COSUpdate::isUpdateAvailable() -> Exception : Unable to retrieve SE COS "
+                         "CustomerId"));
+    EXPECT_FALSE(started());
+    EXPECT_EQ(peer().platformId(), "PLAT-A") << "what was read stays cached";
 }
 
 TEST_F(SelectionTest, NamesScriptTypesForTheLog) {
