@@ -44,13 +44,13 @@ KernelDouble::KernelDouble() {
 
 KernelDouble& KernelDouble::instance() {
     if (!current()) {
-        current().reset(new KernelDouble());
+        current() = std::make_unique<KernelDouble>();
     }
     return *current();
 }
 
 void KernelDouble::reset() {
-    current().reset(new KernelDouble());
+    current() = std::make_unique<KernelDouble>();
 }
 
 size_t KernelDouble::count(const std::string& name) const {

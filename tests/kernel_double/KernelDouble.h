@@ -26,6 +26,9 @@ class MockKernel {
 
 class KernelDouble {
   public:
+    // Tests reach the one double of the process through instance().
+    KernelDouble();
+
     // The double of this process, created on first use.
     static KernelDouble& instance();
     // Starts over: new fake, no expectations, empty journal.
@@ -54,8 +57,6 @@ class KernelDouble {
     Verdict enter(const char* name);
 
   private:
-    KernelDouble();
-
     std::map<std::string, int> m_failNext;
 };
 
