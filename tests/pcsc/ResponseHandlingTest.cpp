@@ -1,178 +1,129 @@
-// 61xx and 6Cxx recovery, table-driven over a scripted card.
+// The transport's APDU logic without a reader: what it sends to a scripted
+// card on 61xx (GET RESPONSE) and 6Cxx (the command again with the Le the card
+// asked for), what it returns or throws, and the class byte of a command moved
+// to a logical channel.
 
 #include <gtest/gtest.h>
 
-#include <ostream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "LogicalChannel.h"
 #include "ResponseHandling.h"
-#include "ScriptedCard.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 
-namespace pcsctest {
 namespace {
 
-using cosupdate::pcsc::transceive;
+using cosupdate::pcsc::Bytes;
 using Zelmar::Device::COS::V1_0::COSUpdateException;
 
-struct ChainCase {
+Bytes hex(const std::string& text) {
+    Bytes bytes;
+    for (size_t i = 0; i + 1 < text.size(); i += 2) {
+        bytes.push_back(static_cast<uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+std::string hexOf(const Bytes& bytes) {
+    std::string text;
+    for (uint8_t b : bytes) {
+        text += "0123456789ABCDEF"[b >> 4];
+        text += "0123456789ABCDEF"[b & 0x0F];
+    }
+    return text;
+}
+
+// What the card is sent and answers in turn: "command answer command ..."
+// ("!": the link fails instead), and what transceive() then returns or, after
+// "!", the text of the COSUpdateException it throws.
+struct Exchange {
     const char* name;
-    const char* command;
-    uint8_t getResponseCla;
-    std::vector<std::string> answers;
-    std::vector<std::string> expectedSent;
-    const char* expectedAnswer;
+    uint8_t channelCla;  // the class byte GET RESPONSE must carry
+    std::string transcript;
+    std::string result;
 };
 
-// Test names show the case's name, not its bytes.
-void PrintTo(const ChainCase& c, std::ostream* out) {
-    *out << c.name;
+std::string endlessMoreData() {
+    std::string transcript = "00B0000000 AA6101";
+    for (size_t round = 0; round < cosupdate::pcsc::kMaxGetResponseRounds; ++round) {
+        transcript += " 00C0000001 AA6101";
+    }
+    return transcript;
 }
 
-class Chains : public ::testing::TestWithParam<ChainCase> {};
-
-TEST_P(Chains, SendsWhatTheCardAsksForAndReturnsTheWholeAnswer) {
-    const ChainCase& c = GetParam();
-    ScriptedCard card(c.answers);
-
-    const Bytes answer = transceive(hex(c.command), card.transmit(), c.getResponseCla);
-
-    EXPECT_EQ(hexOf(answer), canonical(c.expectedAnswer));
-    EXPECT_EQ(card.sent(), canonical(c.expectedSent));
-    EXPECT_EQ(card.unanswered(), 0u);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    ResponseHandling, Chains,
-    ::testing::Values(
-        ChainCase{"StatusOnly", "80540000", 0x00, {"9000"}, {"80540000"}, "9000"},
-        ChainCase{"ErrorStatusPassesThrough", "80540000", 0x00, {"6A80"}, {"80540000"}, "6A80"},
-        ChainCase{"MoreDataFetchedOnce",
-                  "00A4040002AABB00",
-                  0x00,
-                  {"6104", "6F0284009000"},
-                  {"00A4040002AABB00", "00C0000004"},
-                  "6F0284009000"},
-        ChainCase{"DataBeforeMoreDataIsKept",
-                  "00B0000000",
-                  0x00,
-                  {"AABB6102", "CCDD9000"},
-                  {"00B0000000", "00C0000002"},
-                  "AABBCCDD9000"},
-        ChainCase{"SeveralRoundsUntilTheLastStatus",
-                  "00B0000000",
-                  0x00,
-                  {"6100", "AAAA6101", "BB6283"},
-                  {"00B0000000", "00C0000000", "00C0000001"},
-                  "AAAABB6283"},
-        ChainCase{"GetResponseOnTheCommandsChannel",
-                  "82520000",
-                  0x42,
-                  {"6101", "AA9000"},
-                  {"82520000", "42C0000001"},
-                  "AA9000"},
-        ChainCase{"WrongLeOnCaseTwoReplacesLe",
-                  "00B0000000",
-                  0x00,
-                  {"6C03", "1122339000"},
-                  {"00B0000000", "00B0000003"},
-                  "1122339000"},
-        ChainCase{"WrongLeOnCaseOneAddsLe",
-                  "80CA9F7F",
-                  0x00,
-                  {"6C02", "AABB9000"},
-                  {"80CA9F7F", "80CA9F7F02"},
-                  "AABB9000"},
-        ChainCase{"WrongLeOnCaseThreeAddsLe",
-                  "80E2000002AABB",
-                  0x00,
-                  {"6C01", "EE9000"},
-                  {"80E2000002AABB", "80E2000002AABB01"},
-                  "EE9000"},
-        ChainCase{"WrongLeOnCaseFourReplacesLe",
-                  "80E2000002AABB00",
-                  0x00,
-                  {"6C01", "EE9000"},
-                  {"80E2000002AABB00", "80E2000002AABB01"},
-                  "EE9000"},
-        ChainCase{"WrongLeOnExtendedCaseTwo",
-                  "00B00000000000",
-                  0x00,
-                  {"6C00", "9000"},
-                  {"00B00000000000", "00B00000000100"},
-                  "9000"},
-        ChainCase{"WrongLeOnExtendedCaseFour",
-                  "80E2000000000111 0000",
-                  0x00,
-                  {"6C10", "9000"},
-                  {"80E20000000001110000", "80E20000000001110010"},
-                  "9000"},
-        ChainCase{"WrongLeTwiceIsReturned",
-                  "00B0000000",
-                  0x00,
-                  {"6C08", "6C04"},
-                  {"00B0000000", "00B0000008"},
-                  "6C04"},
-        ChainCase{"WrongLeOnMalformedCommandIsReturned",
-                  "00B0000003AA",
-                  0x00,
-                  {"6C08"},
-                  {"00B0000003AA"},
-                  "6C08"},
-        ChainCase{"WrongLeOnGetResponse",
-                  "00B0000000",
-                  0x00,
-                  {"6100", "6C02", "AABB9000"},
-                  {"00B0000000", "00C0000000", "00C0000002"},
-                  "AABB9000"},
-        ChainCase{"MoreDataAfterWrongLe",
-                  "80CA9F7F",
-                  0x00,
-                  {"6C02", "6102", "AABB9000"},
-                  {"80CA9F7F", "80CA9F7F02", "00C0000002"},
-                  "AABB9000"}),
-    [](const ::testing::TestParamInfo<ChainCase>& info) { return info.param.name; });
-
-struct FailureCase {
-    const char* name;
-    std::vector<std::string> answers;
-    const char* error;
+const std::vector<Exchange> kExchanges = {
+    {"ErrorStatusPassesThrough", 0x00, "80540000 6A80", "6A80"},
+    {"MoreDataFetched", 0x00, "00A4040002AABB00 6104 00C0000004 6F0284009000", "6F0284009000"},
+    {"DataOfEveryRoundKeptOnTheChannel", 0x43,
+     "43B0000000 AABB6100 43C0000000 CCCC6101 43C0000001 DD6283", "AABBCCCCDD6283"},
+    {"WrongLeOnCaseOneAddsLe", 0x00, "80CA9F7F 6C02 80CA9F7F02 AABB9000", "AABB9000"},
+    {"WrongLeOnCaseTwoReplacesLe", 0x00, "00B0000000 6C03 00B0000003 1122339000", "1122339000"},
+    {"WrongLeOnExtendedCaseFour", 0x00, "80E20000000001110000 6C00 80E20000000001110100 9000",
+     "9000"},
+    {"WrongLeTwiceIsReturned", 0x00, "00B0000000 6C08 00B0000008 6C04", "6C04"},
+    {"WrongLeThenMoreData", 0x00, "80CA9F7F 6C02 80CA9F7F02 AA6101 00C0000001 BB9000", "AABB9000"},
+    {"WrongLeOnGetResponse", 0x00, "00B0000000 6100 00C0000000 6C02 00C0000002 AABB9000",
+     "AABB9000"},
+    {"NoStatusWordInTheChain", 0x00, "00B0000000 6101 00C0000001 90",
+     "!card answered 1 byte(s), no status word"},
+    {"LinkFailureInTheChain", 0x00, "00B0000000 6101 00C0000001 !", "!link failure"},
+    {"EndlessMoreData", 0x00, endlessMoreData(),
+     "!card still answered 6101 after 256 GET RESPONSE commands"},
 };
 
-void PrintTo(const FailureCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
-class Failures : public ::testing::TestWithParam<FailureCase> {};
-
-TEST_P(Failures, AreThrownAsCOSUpdateException) {
-    ScriptedCard card(GetParam().answers);
-    try {
-        transceive(hex("00B0000000"), card.transmit(), 0x00);
-        FAIL() << "no exception";
-    } catch (const COSUpdateException& e) {
-        EXPECT_NE(std::string(e.what()).find(GetParam().error), std::string::npos) << e.what();
+TEST(ResponseHandling, SendsWhatTheCardAsksForAndReturnsTheWholeAnswer) {
+    for (const Exchange& c : kExchanges) {
+        SCOPED_TRACE(c.name);
+        std::istringstream words(c.transcript);
+        const std::vector<std::string> transcript{std::istream_iterator<std::string>(words), {}};
+        size_t next = 0;
+        const auto card = [&](const Bytes& command) {
+            if (next + 1 >= transcript.size()) {
+                ADD_FAILURE() << "unexpected " << hexOf(command);
+                throw std::logic_error("the card has no answer");
+            }
+            EXPECT_EQ(hexOf(command), transcript[next]);
+            const std::string& answer = transcript[next + 1];
+            next += 2;
+            if (answer == "!") {
+                throw COSUpdateException("link failure");
+            }
+            return hex(answer);
+        };
+        std::string result;
+        try {
+            result = hexOf(cosupdate::pcsc::transceive(hex(transcript[0]), card, c.channelCla));
+        } catch (const COSUpdateException& e) {
+            result = std::string("!") + e.what();
+        }
+        EXPECT_EQ(result, c.result);
+        EXPECT_EQ(next, transcript.size()) << "answers left unasked for";
     }
 }
 
-std::vector<std::string> endlessMoreData() {
-    std::vector<std::string> answers(cosupdate::pcsc::kMaxGetResponseRounds + 1, "AA6101");
-    answers.front() = "6101";
-    return answers;
+TEST(LogicalChannel, ClassByteAddressesTheChannelKeepingTheRestOfTheClass) {
+    struct {
+        uint8_t cla;
+        uint8_t channel;
+        int expected;  // -1: cannot be expressed
+    } const cases[] = {
+        {0x00, 0, 0x00}, {0x00, 3, 0x03}, {0x80, 2, 0x82}, {0x00, 4, 0x40}, {0x80, 19, 0xCF},
+        {0x10, 5, 0x51}, {0x0C, 2, 0x0E}, {0x08, 4, 0x60}, {0x60, 1, 0x09}, {0x03, 1, 0x01},
+        {0x4F, 2, 0x02}, {0x04, 4, -1},   {0xFF, 1, -1},   {0x20, 1, -1},   {0x00, 20, -1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << std::hex << "CLA " << int{c.cla} << " on channel "
+                                        << std::dec << int{c.channel});
+        if (c.expected < 0) {
+            EXPECT_THROW(cosupdate::pcsc::claForChannel(c.cla, c.channel), COSUpdateException);
+        } else {
+            EXPECT_EQ(cosupdate::pcsc::claForChannel(c.cla, c.channel), c.expected);
+        }
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    ResponseHandling, Failures,
-    ::testing::Values(FailureCase{"EmptyAnswer", {""}, "card answered 0 byte(s), no status word"},
-                      FailureCase{"OneByteAnswer", {"90"}, "card answered 1 byte(s)"},
-                      FailureCase{"NoStatusWordInTheChain", {"6101", "AA"}, "card answered 1"},
-                      FailureCase{"EndlessMoreData", endlessMoreData(),
-                                  "card still answered 6101 after 256 GET RESPONSE commands"},
-                      FailureCase{"LinkFailureFirst", {kLinkFailure}, "PC/SC: link failure"},
-                      FailureCase{
-                          "LinkFailureInTheChain", {"6101", kLinkFailure}, "PC/SC: link failure"}),
-    [](const ::testing::TestParamInfo<FailureCase>& info) { return info.param.name; });
-
 }  // namespace
-}  // namespace pcsctest
