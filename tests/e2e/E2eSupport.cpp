@@ -1,31 +1,19 @@
 #include "E2eSupport.h"
 
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "cosim/Protocol.h"
 
 namespace e2e {
 
-const cosim::Bytes kTransitServiceAid{0xF0, 0x5A, 0x4C, 0x4D, 0x53, 0x00, 0x00, 0x01};
-
 void CapturingLog::writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) {
-    m_lines.emplace_back(level, message);
-}
-
-bool CapturingLog::contains(api::COSUpdateLogLevel level, const std::string& text) const {
-    for (const auto& [lineLevel, line] : m_lines) {
-        if (lineLevel == level && line.find(text) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    m_lines.push_back(std::to_string(level) + " " + message);
 }
 
 bool CapturingLog::contains(const std::string& text) const {
-    for (const auto& line : m_lines) {
-        if (line.second.find(text) != std::string::npos) {
+    for (const std::string& line : m_lines) {
+        if (line.find(text) != std::string::npos) {
             return true;
         }
     }
@@ -33,22 +21,15 @@ bool CapturingLog::contains(const std::string& text) const {
 }
 
 std::string CapturingLog::dump() const {
-    std::ostringstream out;
-    for (const auto& [level, line] : m_lines) {
-        out << level << ' ' << line << '\n';
+    std::string text;
+    for (const std::string& line : m_lines) {
+        text += line + "\n";
     }
-    return out.str();
+    return text;
 }
 
 std::string examplePath(const std::string& name) {
     return std::string(COSUPDATE_EXAMPLES_DIR) + "/" + name;
-}
-
-cosim::ChipState updatedFactoryState() {
-    cosim::ChipState state = cosim::ChipState::factoryDefault();
-    state.cosVersion = 0x0102;
-    state.services.insert(kTransitServiceAid);
-    return state;
 }
 
 Bench::Bench(cosim::ChipState state)
@@ -82,14 +63,6 @@ void Bench::load(const std::string& updateFile) {
         throw std::runtime_error("cannot open " + updateFile);
     }
     m_engine->loadCOSUpdateFileOnMemory(file);
-}
-
-int doUpdateCatching(api::COSUpdateInterface& engine) {
-    try {
-        return engine.doUpdate();
-    } catch (const api::COSUpdateException&) {
-        return kThrew;
-    }
 }
 
 }  // namespace e2e

@@ -6,7 +6,6 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "ZelmarNativeCOSUpdateApi.h"
@@ -20,35 +19,28 @@ namespace api = Zelmar::Device::COS::V1_0;
 class CapturingLog : public api::COSUpdateLogInterface {
   public:
     void writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) override;
-    bool contains(api::COSUpdateLogLevel level, const std::string& text) const;
     bool contains(const std::string& text) const;
     std::string dump() const;  // for failure messages
 
   private:
-    std::vector<std::pair<api::COSUpdateLogLevel, std::string>> m_lines;
+    std::vector<std::string> m_lines;
 };
 
 std::string examplePath(const std::string& name);
-
-// The update that examples/update.xml deploys on a factory chip.
-cosim::ChipState updatedFactoryState();
-extern const cosim::Bytes kTransitServiceAid;
 
 // One chip, its transport and at most one engine at a time.
 class Bench {
   public:
     explicit Bench(cosim::ChipState state = cosim::ChipState::factoryDefault());
 
-    // Creates, initialises and configures (FC, FD, FE AIDs) a new engine,
-    // replacing the previous one, and loads `updateFile` if given.
+    // Creates, initialises and configures (FC, FD, FE AIDs) a new engine with
+    // a new log, replacing the previous engine, and loads `updateFile` if given.
     api::COSUpdateInterface& startEngine(const std::string& updateFile = "");
     void stopEngine();
-    api::COSUpdateInterface& engine() { return *m_engine; }
     void load(const std::string& updateFile);
 
     cosim::Chip& chip() { return *m_chip; }
     cosim::SimulatedSEMedia& media() { return *m_media; }
-    const std::shared_ptr<cosim::SimulatedSEMedia>& sharedMedia() const { return m_media; }
     CapturingLog& log() { return *m_log; }
 
   private:
@@ -57,10 +49,6 @@ class Bench {
     std::shared_ptr<CapturingLog> m_log;
     std::unique_ptr<api::COSUpdateInterface> m_engine;
 };
-
-// doUpdate's result, or kThrew when it threw COSUpdateException.
-constexpr int kThrew = -100;
-int doUpdateCatching(api::COSUpdateInterface& engine);
 
 }  // namespace e2e
 
