@@ -60,16 +60,6 @@ class SEMediaWrapperTest : public ::testing::Test {
     SEMediaWrapperTest() { std::fill(std::begin(response), std::end(response), kUntouched); }
 };
 
-TEST_F(SEMediaWrapperTest, RegistersTheSevenCallbacksInOrder) {
-    EXPECT_EQ(table().start, &_COSUpdateSEMediaWrapper_start);
-    EXPECT_EQ(table().isStarted, &_COSUpdateSEMediaWrapper_isStarted);
-    EXPECT_EQ(table().openConnection, &_COSUpdateSEMediaWrapper_openConnection);
-    EXPECT_EQ(table().isConnected, &_COSUpdateSEMediaWrapper_isConnected);
-    EXPECT_EQ(table().transmitApdu, &_COSUpdateSEMediaWrapper_transmitApdu);
-    EXPECT_EQ(table().closeConnection, &_COSUpdateSEMediaWrapper_closeConnection);
-    EXPECT_EQ(table().stop, &_COSUpdateSEMediaWrapper_stop);
-}
-
 TEST_F(SEMediaWrapperTest, InitWithoutTransportThrowsAndKeepsTheSink) {
     auto other = std::make_shared<CapturingLog>();
     try {
