@@ -1,19 +1,19 @@
-// The length contract of the SE media bridge, as the kernel relies on it: the
-// two callbacks that take buffers read no byte past aidLength/commandLength,
-// write no byte past responseMax and, whenever they fail, leave the response
-// buffer and *responseLength exactly as they were.
-//
-// Every buffer is allocated on the heap at exactly its declared length, so an
-// AddressSanitizer build catches a single byte read or written past it; the
-// sentinel comparisons catch the rest in any build.
+// The length contract of the SE media bridge, over every combination of null
+// or valid pointers, declared lengths and answer sizes: the two callbacks that
+// take buffers read no byte past aidLength/commandLength, write none past
+// responseMax and, whenever they fail, leave the response buffer and
+// *responseLength as they were, logging one exact line. Buffers are heap
+// allocations of exactly their declared length: AddressSanitizer catches a
+// byte past one, the sentinel comparisons catch the rest in any build.
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
-#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "CapturingLog.h"
@@ -25,269 +25,147 @@ namespace reliability {
 namespace {
 
 using namespace Zelmar::Device::COS::V1_0;
-using kerneldouble::KernelDouble;
-using testsupport::CapturingLog;
-using testsupport::FakeTransport;
 
 constexpr uint8_t kSentinel = 0xEE;
 constexpr uint16_t kSentinelLength = 0xBEEF;
-// A short APDU's longest answer (256 data bytes and the status word), and the
-// capacity the kernel offers for every answer.
-constexpr uint32_t kShortMax = 258;
-constexpr uint32_t kKernelMax = 0xFFFF;
-
-// Lengths the kernel may declare: the edges around the status word and the
-// APDU header, and around both maxima.
-const std::vector<uint16_t> kDeclaredLengths = [] {
-    std::set<uint16_t> lengths{0, 1, 2, 3, 4, 0xFFFF};
-    for (uint32_t max : {kShortMax, kKernelMax}) {
-        for (uint32_t length : {max - 1, max, max + 1}) {
-            if (length <= 0xFFFF) {
-                lengths.insert(static_cast<uint16_t>(length));
-            }
-        }
-    }
-    return std::vector<uint16_t>(lengths.begin(), lengths.end());
-}();
-
-// Answer sizes the transport may come back with, up to one byte more than the
-// kernel could ever take.
-const std::vector<size_t> kAnswerSizes = {
-    0, 1, 2, kShortMax - 1, kShortMax, kShortMax + 1, kKernelMax - 1, kKernelMax, kKernelMax + 1};
+// The edges of the status word and the APDU header, and around a short APDU's
+// longest answer (258 bytes) and the kernel's answer buffer (65535 bytes).
+constexpr uint16_t kLengths[] = {0, 1, 2, 3, 4, 257, 258, 259, 0xFFFE, 0xFFFF};
+constexpr size_t kAnswerSizes[] = {0, 1, 2, 257, 258, 259, 0xFFFE, 0xFFFF, 0x10000};
 
 // Position-dependent and never the sentinel, so that a shifted, short or
-// overlong copy shows. Cut from one table, and compared with memcmp: the
-// sweep handles some 20,000 buffers of up to 64 KiB, also in Debug builds
-// under AddressSanitizer.
-const std::vector<uint8_t>& patternTable() {
-    static const std::vector<uint8_t> table = [] {
-        std::vector<uint8_t> bytes(kKernelMax + 1);
-        for (size_t i = 0; i < bytes.size(); ++i) {
-            const auto b = static_cast<uint8_t>(i * 7 + 1);
-            bytes[i] = b == kSentinel ? 0x5A : b;
-        }
-        return bytes;
-    }();
-    return table;
-}
-
-std::vector<uint8_t> pattern(size_t size) {
-    return std::vector<uint8_t>(patternTable().begin(), patternTable().begin() + size);
-}
-
-bool holdsPattern(const uint8_t* bytes, size_t size) {
-    return size == 0 || std::memcmp(bytes, patternTable().data(), size) == 0;
-}
-
-bool holdsSentinel(const uint8_t* bytes, size_t size) {
-    static const std::vector<uint8_t> sentinels(kKernelMax + 1, kSentinel);
-    return size == 0 || std::memcmp(bytes, sentinels.data(), size) == 0;
-}
-
-// A heap buffer of exactly `size` bytes, or no buffer at all (a null pointer).
-class ExactBuffer {
-  public:
-    ExactBuffer(bool present, size_t size, uint8_t fill) : m_size(size) {
-        if (present) {
-            m_bytes.reset(new uint8_t[size]);
-            std::memset(m_bytes.get(), fill, size);
-        }
+// overlong copy shows. Compared with memcmp: the sweeps handle some 20,000
+// buffers of up to 64 KiB, also in Debug builds under AddressSanitizer.
+const std::vector<uint8_t> kPattern = [] {
+    std::vector<uint8_t> bytes(0x10000);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<uint8_t>(i % 0xED);
     }
-    uint8_t* data() { return m_bytes.get(); }
-    bool holdsSentinel() const {
-        return !m_bytes || reliability::holdsSentinel(m_bytes.get(), m_size);
+    return bytes;
+}();
+const std::vector<uint8_t> kSentinels(0x10000, kSentinel);
+
+bool holds(const uint8_t* bytes, const std::vector<uint8_t>& expected, size_t size) {
+    return size == 0 || std::memcmp(bytes, expected.data(), size) == 0;
+}
+
+constexpr size_t kL = std::size(kLengths);
+constexpr size_t kCombinations = 8 * kL * kL * std::size(kAnswerSizes);
+// Which of input, response and responseLength are valid (bits 0-2, else
+// null), the input length, responseMax and the transport's answer size.
+using Case = std::tuple<unsigned, uint16_t, uint16_t, size_t>;
+
+// The warning a case must log ("" when it succeeds), and whether the bridge
+// may ask the transport.
+std::pair<std::string, bool> expected(const std::string& name, bool started, const Case& c) {
+    const auto [pointers, inputLength, responseMax, answerSize] = c;
+    const bool opens = name == "openConnection";
+    if (opens && !started) {
+        return {"SEMedia not started", false};
     }
-
-  private:
-    size_t m_size;
-    std::unique_ptr<uint8_t[]> m_bytes;
-};
-
-// One call of a buffer-taking callback.
-struct Case {
-    bool inputPresent;
-    bool responsePresent;
-    bool lengthPresent;
-    uint16_t inputLength;
-    uint16_t responseMax;
-    size_t answerSize;
-
-    std::string describe() const {
-        char text[160];
-        std::snprintf(
-            text, sizeof(text), "input %s/%u, response %s/%u, responseLength %s, answer %zu bytes",
-            inputPresent ? "buffer" : "null", inputLength, responsePresent ? "buffer" : "null",
-            responseMax, lengthPresent ? "valid" : "null", answerSize);
-        return text;
+    if (pointers != 7 || inputLength < (opens ? 1 : 4) || responseMax < 2) {
+        return {opens ? "One or more invalid parameter" : "One or more invalid parameter(s)",
+                false};
     }
-};
-
-// What the bridge must do with one case: the error it logs, or none.
-struct Expected {
-    std::string error;  // empty: the call succeeds
-    bool reachesTransport;
-};
+    if (answerSize < 2) {
+        return {"Invalid " + name + "() response size", true};
+    }
+    if (answerSize > responseMax) {
+        return {"Buffer too small to write " + name + "() response", true};
+    }
+    return {"", true};
+}
 
 using Callback = bool (*)(uint8_t*, uint16_t, uint8_t*, uint16_t, uint16_t*);
 
 class LengthContract : public ::testing::Test {
   protected:
     void SetUp() override {
-        KernelDouble::reset();
+        kerneldouble::KernelDouble::reset();
         COSUpdateSEMediaWrapper_init(log, transport);
     }
     void TearDown() override { COSUpdateSEMediaWrapper_release(); }
 
-    // Runs `c` through `callback` and returns what broke the contract, if anything.
-    std::string check(Callback callback, const char* name, const Case& c,
-                      const Expected& expected) {
-        ExactBuffer inputBuffer(c.inputPresent, c.inputLength, 0);
-        if (c.inputPresent && c.inputLength > 0) {
-            std::memcpy(inputBuffer.data(), patternTable().data(), c.inputLength);
-        }
-        ExactBuffer response(c.responsePresent, c.responseMax, kSentinel);
-        std::unique_ptr<uint16_t> responseLength(c.lengthPresent ? new uint16_t(kSentinelLength)
-                                                                 : nullptr);
-        const bool opens = std::string(name) == "openConnection";
-        (opens ? transport->openAnswer : transport->apduAnswer) = pattern(c.answerSize);
+    // What `c` broke, or "".
+    std::string check(Callback callback, const std::string& name, bool started, const Case& c) {
+        const auto [pointers, inputLength, responseMax, answerSize] = c;
+        std::unique_ptr<uint8_t[]> input(pointers & 1 ? new uint8_t[inputLength] : nullptr);
+        std::unique_ptr<uint8_t[]> response(pointers & 2 ? new uint8_t[responseMax] : nullptr);
+        uint16_t length = kSentinelLength;
+        std::copy_n(kPattern.begin(), input ? inputLength : 0, input.get());
+        std::fill_n(response.get(), response ? responseMax : 0, kSentinel);
+        const bool opens = name == "openConnection";
+        (opens ? transport->openAnswer : transport->apduAnswer)
+            .assign(kPattern.begin(), kPattern.begin() + answerSize);
         transport->connected = true;
         transport->calls.clear();
         transport->lastAid.clear();
         transport->lastCommand.clear();
         log->lines.clear();
 
-        const bool result = callback(inputBuffer.data(), c.inputLength, response.data(),
-                                     c.responseMax, responseLength.get());
+        const bool ok = callback(input.get(), inputLength, response.get(), responseMax,
+                                 pointers & 4 ? &length : nullptr);
 
-        if (c.inputPresent && !holdsPattern(inputBuffer.data(), c.inputLength)) {
-            return "wrote into the input buffer";
-        }
+        const auto [error, asks] = expected(name, started, c);
         const std::vector<uint8_t>& sent = opens ? transport->lastAid : transport->lastCommand;
-        if (expected.reachesTransport != !transport->calls.empty()) {
-            return expected.reachesTransport ? "never reached the transport"
-                                             : "reached the transport";
-        }
-        if (expected.reachesTransport && sent != pattern(c.inputLength)) {
-            return "handed the transport " + std::to_string(sent.size()) + " bytes, not " +
-                   std::to_string(c.inputLength);
-        }
         const std::vector<std::string> warnings = log->texts(COSUPDATE_LOG_WARNING);
-        if (!expected.error.empty()) {
-            const std::string line = std::string("[COSUpdateLib] _COSUpdateSEMediaWrapper_") +
-                                     name + "() => error detected : " + expected.error;
-            if (result) {
-                return "succeeded, expected: " + expected.error;
-            }
-            if (warnings != std::vector<std::string>{line}) {
-                return "logged " + (warnings.empty() ? std::string("no warning") : warnings[0]) +
-                       " instead of: " + line;
-            }
-            if (!response.holdsSentinel()) {
-                return "failed but wrote into the response buffer";
-            }
-            if (responseLength && *responseLength != kSentinelLength) {
-                return "failed but set *responseLength";
-            }
-            return "";
+        const std::string line =
+            "[COSUpdateLib] _COSUpdateSEMediaWrapper_" + name + "() => error detected : " + error;
+        const size_t written = ok ? answerSize : 0;
+        if (ok != error.empty()) {
+            return ok ? "succeeded, expected: " + error : "failed";
         }
-        if (!result) {
-            return "failed, logging " + (warnings.empty() ? std::string("nothing") : warnings[0]);
+        if (warnings != (ok ? std::vector<std::string>{} : std::vector<std::string>{line})) {
+            return "logged " + (warnings.empty() ? "nothing" : warnings[0]);
         }
-        if (!warnings.empty()) {
-            return "succeeded but warned: " + warnings[0];
+        if (asks == transport->calls.empty()) {
+            return asks ? "never asked the transport" : "asked the transport";
         }
-        if (*responseLength != c.answerSize) {
-            return "set *responseLength to " + std::to_string(*responseLength);
+        if (asks && (sent.size() != inputLength || !holds(sent.data(), kPattern, sent.size()))) {
+            return "handed the transport " + std::to_string(sent.size()) + " bytes";
         }
-        if (!holdsPattern(response.data(), c.answerSize)) {
+        if (length != (ok ? answerSize : kSentinelLength)) {
+            return "set *responseLength to " + std::to_string(length);
+        }
+        if (ok && !holds(response.get(), kPattern, answerSize)) {
             return "copied the answer wrongly";
         }
-        if (!holdsSentinel(response.data() + c.answerSize, c.responseMax - c.answerSize)) {
-            return "wrote past the answer";
+        if (response && !holds(response.get() + written, kSentinels, responseMax - written)) {
+            return ok ? "wrote past the answer" : "failed but wrote into the response buffer";
         }
         return "";
     }
 
-    // Every combination of pointers, lengths and answer sizes; the failures
-    // found, one line each.
-    std::vector<std::string> sweep(Callback callback, const char* name, const char* phase,
-                                   Expected (*rule)(const Case&)) {
-        std::vector<std::string> failures;
-        size_t combinations = 0;
-        for (int pointers = 0; pointers < 8; ++pointers) {
-            for (uint16_t inputLength : kDeclaredLengths) {
-                for (uint16_t responseMax : kDeclaredLengths) {
-                    for (size_t answerSize : kAnswerSizes) {
-                        const Case c{(pointers & 1) != 0, (pointers & 2) != 0, (pointers & 4) != 0,
-                                     inputLength,         responseMax,         answerSize};
-                        const std::string failure = check(callback, name, c, rule(c));
-                        if (!failure.empty()) {
-                            failures.push_back(c.describe() + ": " + failure);
-                        }
-                        ++combinations;
-                    }
-                }
+    void sweep(Callback callback, const std::string& name, bool started) {
+        size_t violations = 0;
+        std::string first;
+        for (size_t i = 0; i < kCombinations; ++i) {
+            const size_t row = i / 8;
+            const Case c{static_cast<unsigned>(i % 8), kLengths[row % kL], kLengths[row / kL % kL],
+                         kAnswerSizes[row / kL / kL]};
+            const std::string failure = check(callback, name, started, c);
+            if (!failure.empty() && violations++ == 0) {
+                first = ::testing::PrintToString(c) + ": " + failure;
             }
         }
-        std::printf("[length contract] %s, %s: %zu combinations, %zu violations\n", name, phase,
-                    combinations, failures.size());
-        return failures;
+        std::printf("[length contract] %s, %s: %zu combinations, %zu violations\n", name.c_str(),
+                    started ? "started" : "not started", kCombinations, violations);
+        EXPECT_EQ(violations, 0u) << "first (pointers, input, responseMax, answer): " << first;
     }
 
-    std::shared_ptr<CapturingLog> log = std::make_shared<CapturingLog>();
-    std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>();
+    std::shared_ptr<testsupport::CapturingLog> log = std::make_shared<testsupport::CapturingLog>();
+    std::shared_ptr<testsupport::FakeTransport> transport =
+        std::make_shared<testsupport::FakeTransport>();
 };
 
-// The answer checks both callbacks make once the transport has answered.
-Expected answerRule(const Case& c, const std::string& operation) {
-    if (c.answerSize < 2) {
-        return {"Invalid " + operation + "() response size", true};
-    }
-    if (c.answerSize > c.responseMax) {
-        return {"Buffer too small to write " + operation + "() response", true};
-    }
-    return {"", true};
-}
-
-bool argumentsValid(const Case& c, uint16_t minimumInput) {
-    return c.inputPresent && c.inputLength >= minimumInput && c.responsePresent &&
-           c.responseMax >= 2 && c.lengthPresent;
-}
-
-void expectNone(const std::vector<std::string>& failures) {
-    EXPECT_TRUE(failures.empty()) << failures.size() << " violations, first: " << failures.front();
-}
-
-Expected transmitRule(const Case& c) {
-    if (!argumentsValid(c, 4)) {  // CLA INS P1 P2 at least
-        return {"One or more invalid parameter(s)", false};
-    }
-    return answerRule(c, "transmitApdu");
-}
-
-// Before the kernel started the SE media, every call is refused first.
-Expected openBeforeStartRule(const Case&) {
-    return {"SEMedia not started", false};
-}
-
-Expected openRule(const Case& c) {
-    if (!argumentsValid(c, 1)) {
-        return {"One or more invalid parameter", false};
-    }
-    return answerRule(c, "openConnection");
-}
-
 TEST_F(LengthContract, TransmitApdu) {
-    expectNone(
-        sweep(_COSUpdateSEMediaWrapper_transmitApdu, "transmitApdu", "connected", transmitRule));
+    sweep(_COSUpdateSEMediaWrapper_transmitApdu, "transmitApdu", false);
 }
 
-TEST_F(LengthContract, OpenConnection) {
-    expectNone(sweep(_COSUpdateSEMediaWrapper_openConnection, "openConnection", "not started",
-                     openBeforeStartRule));
+TEST_F(LengthContract, OpenConnectionBeforeAndAfterStart) {
+    sweep(_COSUpdateSEMediaWrapper_openConnection, "openConnection", false);
     ASSERT_TRUE(_COSUpdateSEMediaWrapper_start());
-    expectNone(
-        sweep(_COSUpdateSEMediaWrapper_openConnection, "openConnection", "started", openRule));
+    sweep(_COSUpdateSEMediaWrapper_openConnection, "openConnection", true);
     ASSERT_TRUE(_COSUpdateSEMediaWrapper_stop());
 }
 
