@@ -3,23 +3,11 @@
 #include <cstdio>
 
 #include "Errors.h"
+#include "cosim/Bytes.h"
 
 namespace cosupdate::cli {
 
 namespace {
-
-int digitValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
 
 bool isSeparator(char c) {
     return c == ' ' || c == '\t' || c == ':';
@@ -50,14 +38,14 @@ Bytes parseHex(const std::string& text, const std::string& what) {
             ++i;
             continue;
         }
-        const int high = digitValue(text[i]);
+        const int high = cosim::hexDigitValue(text[i]);
         if (high < 0) {
             throw notHex(text, what, std::string("bad digit '") + text[i] + "'");
         }
-        if (i + 1 >= text.size() || digitValue(text[i + 1]) < 0) {
+        if (i + 1 >= text.size() || cosim::hexDigitValue(text[i + 1]) < 0) {
             throw notHex(text, what, "digits must come in pairs");
         }
-        bytes.push_back(static_cast<uint8_t>(high << 4 | digitValue(text[i + 1])));
+        bytes.push_back(static_cast<uint8_t>(high << 4 | cosim::hexDigitValue(text[i + 1])));
         i += 2;
     }
     return bytes;
@@ -75,7 +63,7 @@ uint16_t parseVersion(const std::string& text, const std::string& what) {
     }
     unsigned value = 0;
     for (char c : text) {
-        const int digit = digitValue(c);
+        const int digit = cosim::hexDigitValue(c);
         if (digit < 0) {
             throw UsageError(what + ": '" + text + "' is not a version of 1 to 4 hex digits");
         }

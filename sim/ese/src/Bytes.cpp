@@ -6,6 +6,12 @@ namespace cosim {
 
 namespace {
 
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+}  // namespace
+
 int hexDigitValue(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
@@ -18,12 +24,6 @@ int hexDigitValue(char c) {
     }
     return -1;
 }
-
-bool isBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-}  // namespace
 
 std::string toHex(const uint8_t* data, size_t size) {
     static constexpr char kDigits[] = "0123456789ABCDEF";

@@ -13,6 +13,9 @@ namespace cosim {
 
 using Bytes = std::vector<uint8_t>;
 
+// The value of one hex digit of either case, or -1 for any other character.
+int hexDigitValue(char c);
+
 // Upper-case hex, two digits per byte, no separators.
 std::string toHex(const uint8_t* data, size_t size);
 std::string toHex(const Bytes& bytes);
