@@ -1,5 +1,6 @@
-// cosupdate run as a process, as a user runs it, on the simulated chip with the
-// example update files: what it prints, its exit status and the chip it leaves.
+// cosupdate run as a process on the simulated chip with the example update
+// files: its exit statuses (0 done, 1 error, 2 bad command line, 3 nothing to
+// do, 4 update failed, 5 file refused), what it prints and the chip it leaves.
 // Each test's own directory is $XDG_STATE_HOME, so its default chip state file.
 
 #include <fcntl.h>
@@ -8,13 +9,10 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 
-#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <tuple>
@@ -33,96 +31,12 @@ std::string readFile(const std::filesystem::path& path) {
     return text.str();
 }
 
-// The tool's JSON flattened to "after.cosVersion" or "scripts.0.name" -> the
-// value (strings decoded; numbers, true, false and null as written; an array
-// as "[N]"). Throws on anything but one well-formed JSON value.
-class Json {
-  public:
-    explicit Json(const std::string& text) : m_s(text) {
-        value("");
-        require(peek() == '\0');
-    }
-    const std::string& operator[](const std::string& path) const { return m_fields.at(path); }
-
-  private:
-    void require(bool ok) const {
-        if (!ok) {
-            throw std::runtime_error("not JSON at offset " + std::to_string(m_at) + ": " + m_s);
-        }
-    }
-    char peek() {
-        while (m_at < m_s.size() && std::isspace(static_cast<unsigned char>(m_s[m_at]))) {
-            ++m_at;
-        }
-        return m_at < m_s.size() ? m_s[m_at] : '\0';
-    }
-    bool eat(char c) { return peek() == c && ++m_at != 0; }
-    char next() {
-        require(m_at < m_s.size() && static_cast<unsigned char>(m_s[m_at]) >= 0x20);
-        return m_s[m_at++];
-    }
-
-    void value(const std::string& path) {
-        const std::string prefix = path.empty() ? "" : path + ".";
-        if (eat('{')) {
-            std::set<std::string> keys;
-            while (!eat('}')) {
-                require(keys.empty() || eat(','));
-                const std::string key = string();
-                require(eat(':') && keys.insert(key).second);
-                value(prefix + key);
-            }
-        } else if (eat('[')) {
-            size_t count = 0;
-            while (!eat(']')) {
-                require(count == 0 || eat(','));
-                value(prefix + std::to_string(count++));
-            }
-            m_fields[path] = "[" + std::to_string(count) + "]";
-        } else if (peek() == '"') {
-            m_fields[path] = string();
-        } else {
-            static const std::regex kScalar(
-                R"(true|false|null|-?(0|[1-9][0-9]*)(\.[0-9]+)?([eE][+-]?[0-9]+)?)");
-            std::smatch match;
-            require(std::regex_search(m_s.cbegin() + static_cast<ptrdiff_t>(m_at), m_s.cend(),
-                                      match, kScalar, std::regex_constants::match_continuous));
-            m_fields[path] = match.str();
-            m_at += match.str().size();
-        }
-    }
-
-    std::string string() {
-        require(eat('"'));
-        std::string out;
-        for (char c = next(); c != '"'; c = next()) {
-            if (c != '\\') {
-                out += c;
-            } else if (const char e = next(); e == 'u') {
-                size_t digits = 0;
-                const unsigned long code = std::stoul(m_s.substr(m_at, 4), &digits, 16);
-                require(digits == 4);
-                m_at += 4;
-                if (code >= 0x800) {
-                    out += static_cast<char>(0xE0 | code >> 12);
-                    out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-                } else if (code >= 0x80) {
-                    out += static_cast<char>(0xC0 | code >> 6);
-                }
-                out += static_cast<char>(code < 0x80 ? code : 0x80 | (code & 0x3F));
-            } else {
-                const size_t escape = std::string("\"\\/bfnrt").find(e);
-                require(escape != npos);
-                out += "\"\\/\b\f\n\r\t"[escape];
-            }
-        }
-        return out;
-    }
-
-    const std::string& m_s;
-    size_t m_at = 0;
-    std::map<std::string, std::string> m_fields;
-};
+// The tool's JSON with the numbers that vary from run to run (milliseconds, and
+// APDU counts unless 0) replaced by N.
+std::string steady(const std::string& json) {
+    static const std::regex kVarying(R"(("elapsedMs":)[0-9]+|("apdus":)[1-9][0-9]*)");
+    return std::regex_replace(json, kVarying, "$1$2N");
+}
 
 struct ToolResult {
     int status = -1;  // -1: it did not exit
@@ -220,88 +134,73 @@ TEST_F(ToolTest, UpdateFailsThenDeploysTheExampleThenHasNothingToDo) {
 
 TEST_F(ToolTest, UpdateJsonDescribesTheRun) {
     const ToolResult result = run({"update", kUpdate, "--json"});  // an option after the command
-    ASSERT_EQ(result.status, 0) << result.describe();
+
+    EXPECT_EQ(result.status, 0) << result.describe();
     EXPECT_EQ(result.err, "") << "--json shows no progress";
-
-    const Json json(result.out);
-
-    EXPECT_EQ(json["command"], "update");
-    EXPECT_EQ(json["exitStatus"], "0");
-    EXPECT_EQ(json["result"], "deployed");
-    EXPECT_EQ(json["before.cosVersion"], "0100");
-    EXPECT_EQ(json["after.cosVersion"], "0102");
-    EXPECT_EQ(json["deployed"], "2");
-    EXPECT_EQ(json["scripts"], "[3]");
-    const char* names[] = {"patch-0100-0101", "patch-0101-0102-acme", "service-transit"};
-    for (size_t i = 0; i < 3; ++i) {
-        const std::string script = "scripts." + std::to_string(i) + ".";
-        EXPECT_EQ(json[script + "name"], names[i]);
-        EXPECT_EQ(json[script + "result"], "Success");
-        EXPECT_NE(json[script + "apdus"], "0");
-    }
+    EXPECT_EQ(steady(result.out),
+              R"({"command":"update","exitStatus":0,"file":")" + kUpdate +
+                  R"(","result":"deployed","engineResult":1,"scripts":[)"
+                  R"({"name":"patch-0100-0101","type":"Patch","result":"Success",)"
+                  R"("cosVersionAfter":"0101","apdus":N,"elapsedMs":N},)"
+                  R"({"name":"patch-0101-0102-acme","type":"Patch","result":"Success",)"
+                  R"("cosVersionAfter":"0102","apdus":N,"elapsedMs":N},)"
+                  R"({"name":"service-transit","type":"Service","result":"Success",)"
+                  R"("cosVersionAfter":"0102","apdus":N,"elapsedMs":N}],"deployed":2,)"
+                  R"("before":{"platformId":"ZLM-P1","cosVersion":"0100","customerId":"ACME"},)"
+                  R"("after":{"platformId":"ZLM-P1","cosVersion":"0102","customerId":"ACME"},)"
+                  R"("apdus":N,"elapsedMs":N})"
+                  "\n");
 }
 
 TEST_F(ToolTest, CheckNamesTheScriptTheLibrarySelects) {
     // `chip set`, then check's status and the script it names ("": none).
-    const std::vector<std::tuple<std::vector<std::string>, int, std::string>> cases{
-        {{"chip", "set", "version", "0100"}, 0, "patch-0100-0101 (Patch)"},
+    const std::vector<std::tuple<std::vector<std::string>, int, std::string, std::string>> cases{
         {{"chip", "set", "version", "101", "customer", "GLOBEX"},
          0,
-         "patch-0101-0102-globex (Patch)"},
-        {{"chip", "set", "version", "0102", "customer", "ACME"}, 0, "service-transit (Service)"},
-        {{"chip", "set", "services", "F05A4C4D53000001"}, 3, ""},
+         "patch-0101-0102-globex (Patch)",
+         R"({"name":"patch-0101-0102-globex","type":"Patch"})"},
+        {{"chip", "set", "version", "0102", "customer", "ACME"},
+         0,
+         "service-transit (Service)",
+         R"({"name":"service-transit","type":"Service"})"},
+        {{"chip", "set", "services", "F05A4C4D53000001"}, 3, "", "null"},
     };
-    for (const auto& [chip, status, selected] : cases) {
+    for (const auto& [chip, status, selected, selectedJson] : cases) {
         SCOPED_TRACE(selected);
         ASSERT_EQ(run(chip).status, 0);
         const std::string chipBefore = chipText();
 
         const ToolResult text = run({"check", kUpdate});
-        const Json json(run({"--json", "check", kUpdate}).out);
+        const std::string json = run({"--json", "check", kUpdate}).out;
 
         EXPECT_EQ(text.status, status) << text.describe();
         EXPECT_EQ(text.out.substr(0, text.out.find('\n')),
                   selected.empty() ? "no update applies" : "update available: " + selected);
         EXPECT_EQ(text.err, "") << "the library's log is off by default";
-        EXPECT_EQ(json["exitStatus"], std::to_string(status));
-        EXPECT_EQ(selected.empty() ? json["selected"]
-                                   : json["selected.name"] + " (" + json["selected.type"] + ")",
-                  selected.empty() ? "null" : selected);
+        EXPECT_NE(json.find(R"("exitStatus":)" + std::to_string(status) + ","), npos) << json;
+        EXPECT_NE(json.find(R"("selected":)" + selectedJson + ","), npos) << json;
         EXPECT_EQ(chipText(), chipBefore) << "check changed the chip";
     }
 }
 
-TEST_F(ToolTest, ValidatePrintsTheLibrarysFaultForEveryBrokenExample) {
-    // Each file's fault as the library words it, on the line under "FILE: invalid: ...".
-    const std::map<std::string, std::string> faults{
-        {"audit-empty-content.xml", "AuditScript entry contains an empty script content"},
-        {"audit-empty-name.xml", "AuditScript entry contains an empty name"},
-        {"audit-not-present.xml",
-         "Audit script 'audit-transit' for Service 'service-transit' not present"},
-        {"malformed.xml", "update file, line 4: not well-formed XML"},
-        {"missing-script-name.xml", "Metadata entry with script name not defined"},
-        {"script-empty-content.xml", "Script entry contains an empty script content"},
-        {"script-empty-name.xml", "Script entry contains an empty name"},
-        {"script-not-present.xml", "Metadata entry with script 'patch-0101-0102' not present"},
-        {"service-without-audit.xml", "Service 'service-transit' have no Audit script."},
-        {"undefined-update-type.xml", "Metadata entry with undefined script 'updateType'"},
-    };
-    size_t validated = 0;
+// Which fault each broken example has, the end-to-end tests check; here, that
+// each is refused with status 5 and the fault printed under the first line.
+TEST_F(ToolTest, ValidateRefusesEveryBrokenExampleAndPrintsTheFault) {
     for (const auto& file :
          std::filesystem::directory_iterator(std::string(COSUPDATE_EXAMPLES_DIR) + "/broken")) {
         const std::string path = file.path().string();
-        SCOPED_TRACE(path);
-        const auto expected = faults.find(file.path().filename().string());
-        ASSERT_NE(expected, faults.end()) << "a broken example with no case here";
-
         const ToolResult result = run({"validate", path});
 
         EXPECT_EQ(result.status, 5) << result.describe();
         EXPECT_EQ(result.out.rfind(path + ": invalid: ", 0), 0u) << result.out;
-        EXPECT_NE(result.out.find(expected->second, result.out.find('\n')), npos) << result.out;
-        ++validated;
+        EXPECT_EQ(result.out.find("\n  "), result.out.find('\n')) << "no fault: " << result.out;
+        if (file.path().filename() == "service-without-audit.xml") {
+            EXPECT_EQ(result.out, path +
+                                      ": invalid: Multiscript contains invalid/incorrect entry\n"
+                                      "  Multiscript content is incorrect : Service "
+                                      "'service-transit' have no Audit script.\n");
+        }
     }
-    EXPECT_EQ(validated, faults.size());
 
     const ToolResult good = run({"validate", kUpdate});
     EXPECT_EQ(good.status, 0) << good.describe();
@@ -318,14 +217,12 @@ TEST_F(ToolTest, ValidateJsonKeepsAnOddPathAndListsTheFault) {
     const ToolResult result = run({"--json", "validate", path});
 
     EXPECT_EQ(result.status, 5) << result.describe();
-    const Json json(result.out);
-    EXPECT_EQ(json["command"], "validate");
-    EXPECT_EQ(json["file"], path.substr(0, path.size() - 5) + "\xEF\xBF\xBD.xml");  // U+FFFD
-    EXPECT_EQ(json["valid"], "false");
-    EXPECT_EQ(json["error"], "Multiscript contains invalid/incorrect entry");
-    EXPECT_EQ(json["faults"], "[1]");
-    EXPECT_EQ(json["faults.0"],
-              "Multiscript content is incorrect : Script entry contains an empty name");
+    EXPECT_EQ(result.out, R"({"command":"validate","exitStatus":5,"file":")" + m_dir.string() +
+                              R"(/say \"x\\y\"\t\u0001\uFFFD.xml","valid":false,)"
+                              R"("error":"Multiscript contains invalid/incorrect entry","faults":[)"
+                              R"("Multiscript content is incorrect : Script entry contains an )"
+                              R"(empty name"]})"
+                              "\n");
 }
 
 TEST_F(ToolTest, InfoPrintsTheObjectAsTheLibraryReadsIt) {

@@ -3,19 +3,13 @@
 #
 #   check-android-bp.sh ANDROID_BP MIRROR
 #
-# MIRROR is written by CMake (tests/packaging/CMakeLists.txt) and lists, for
-# every Android.bp module that mirrors CMake targets, the C/C++ sources of those
-# targets:
-#   module NAME compared|skipped      skipped: its targets are not in this build
-#   source NAME PATH                  PATH relative to the repository root
-#   unmapped TARGET                   a target with sources, neither mirrored
-#                                     nor declared CMake-only
-#
-# Fails when a compared module's srcs in Android.bp differ from its sources in
-# CMake, when a module named in MIRROR is missing from Android.bp, when a
-# module of Android.bp lists sources but mirrors no CMake target, and when a
-# CMake target is unmapped. Only srcs at
-# the top level of a module are read; ":module" references are not sources.
+# MIRROR, written by CMakeLists.txt here, holds "module NAME compared|skipped"
+# (skipped: its targets are not in this build), "source NAME PATH" for each
+# C/C++ source of its targets and "unmapped TARGET" for a target with sources
+# neither mirrored nor declared CMake-only. Fails on an unmapped target, a
+# module of Android.bp with srcs that mirrors nothing, a compared module missing
+# from Android.bp, and any difference in a compared module's sources. Only srcs
+# at the top level of a module are read; ":module" references are not sources.
 set -eu
 
 [ $# -eq 2 ] || {
@@ -27,8 +21,7 @@ mirror=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# Android.bp -> "NAME" for each module that lists source files, "NAME PATH"
-# for each of them.
+# Android.bp -> "NAME" for each module that lists sources, "NAME PATH" for each.
 awk '
 function fail(msg) { printf "%s: %s\n", FILENAME, msg > "/dev/stderr"; exit 1 }
 { sub(/\/\/.*/, ""); text = text $0 "\n" }
@@ -70,42 +63,33 @@ END {
     }
     if (depth != 0 || inlist) fail("unbalanced braces or brackets")
 }' "$bp" >"$work/bp.raw"
-LC_ALL=C sort -u "$work/bp.raw" >"$work/bp"
 
-awk '$1 == "module" && $3 == "compared" { print $2 }' "$mirror" | LC_ALL=C sort -u >"$work/compared"
-awk '$1 == "module" { print $2 }' "$mirror" | LC_ALL=C sort -u >"$work/mirrored"
-awk '$1 == "source" { print $2, $3 }' "$mirror" | LC_ALL=C sort -u >"$work/cmake"
+# list AWK_PROGRAM FILE...: the program's output, sorted.
+list() { awk "$@" | LC_ALL=C sort -u; }
+list 1 "$work/bp.raw" >"$work/bp"
+list '$1 == "module" && $3 == "compared" { print $2 }' "$mirror" >"$work/compared"
+list '$1 == "module" { print $2 }' "$mirror" >"$work/mirrored"
+list '$1 == "source" { print $2, $3 }' "$mirror" >"$work/cmake"
+list '$1 == "unmapped" { print $2 }' "$mirror" >"$work/unmapped"
+list 'NF == 1' "$work/bp" >"$work/bp-modules"
+LC_ALL=C comm -23 "$work/bp-modules" "$work/mirrored" >"$work/unmirrored"
+LC_ALL=C comm -13 "$work/bp-modules" "$work/compared" >"$work/absent"
+list 'NR == FNR { keep[$1] = 1; next } NF == 2 && ($1 in keep)' "$work/compared" "$work/bp" >"$work/bp-srcs"
+LC_ALL=C comm -13 "$work/bp-srcs" "$work/cmake" >"$work/cmake-only"
+LC_ALL=C comm -23 "$work/bp-srcs" "$work/cmake" >"$work/bp-only"
 
 status=0
 report() {
-    if [ -s "$2" ]; then
-        echo "$1"
-        sed 's/^/  /' "$2"
-        status=1
-    fi
+    [ -s "$2" ] || return 0
+    echo "$1"
+    sed 's/^/  /' "$2"
+    status=1
 }
-
-awk '$1 == "unmapped" { print $2 }' "$mirror" >"$work/unmapped"
-report "CMake targets with sources that no Android.bp module mirrors (map them, or declare them CMake-only, in tests/packaging/CMakeLists.txt):" "$work/unmapped"
-
-# Modules of Android.bp that list sources and mirror nothing.
-awk 'NF == 1' "$work/bp" | LC_ALL=C comm -23 - "$work/mirrored" >"$work/unmirrored"
-report "Android.bp modules with srcs that mirror no CMake target (map them in tests/packaging/CMakeLists.txt):" "$work/unmirrored"
-
-# Compared modules missing from Android.bp.
-awk 'NF == 1' "$work/bp" | LC_ALL=C comm -13 - "$work/compared" >"$work/absent"
+lists="tests/packaging/CMakeLists.txt"
+report "CMake targets with sources that no Android.bp module mirrors (map them, or declare them CMake-only, in $lists):" "$work/unmapped"
+report "Android.bp modules with srcs that mirror no CMake target (map them in $lists):" "$work/unmirrored"
 report "Modules mirrored from CMake but missing from $bp (or listing no srcs):" "$work/absent"
-
-# Sources of compared modules, both ways.
-awk 'NR == FNR { keep[$1] = 1; next } NF == 2 && ($1 in keep)' "$work/compared" "$work/bp" >"$work/bpsrcs"
-LC_ALL=C comm -13 "$work/bpsrcs" "$work/cmake" >"$work/cmake-only"
-LC_ALL=C comm -23 "$work/bpsrcs" "$work/cmake" >"$work/bp-only"
 report "In CMake but not in $bp (module source):" "$work/cmake-only"
 report "In $bp but not in CMake (module source):" "$work/bp-only"
-
-if [ "$status" -eq 0 ]; then
-    echo "Android.bp mirrors $(wc -l <"$work/compared") module(s) and $(wc -l <"$work/cmake") source(s) of the CMake build"
-    skipped=$(awk '$1 == "module" && $3 == "skipped" { print $2 }' "$mirror")
-    [ -z "$skipped" ] || echo "not in this build, not compared:" $skipped
-fi
+[ "$status" -ne 0 ] || echo "Android.bp mirrors $(wc -l <"$work/compared") module(s) and $(wc -l <"$work/cmake") source(s) of the CMake build"
 exit "$status"

@@ -18,58 +18,42 @@ die() {
     exit 1
 }
 
-case "${1-}" in
-exports)
-    [ $# -eq 4 ] || die "usage: $0 exports NM LIB OUT"
-    # "nm -D --defined-only" prints "address type name"; undefined-weak and
-    # absolute entries have no address column and are not ours anyway.
+case "${1-}-$#" in
+exports-4)
+    # "address type name": undefined-weak and absolute entries have no address.
     "$2" -D --defined-only "$3" >"$4.raw"
     awk 'NF == 3 { print $3 }' "$4.raw" | LC_ALL=C sort -u >"$4"
     rm -f "$4.raw"
     [ -s "$4" ] || die "$3 exports nothing"
     ;;
-check)
-    [ $# -eq 3 ] || die "usage: $0 check LIST REQUIRED"
+check-3)
     # Functions and data of the namespace, and the typeinfo, typeinfo names and
     # vtables of its classes. Which vtables and typeinfo of header-only classes
     # show up depends on the compiler and optimisation level, so REQUIRED names
     # only what every build must export.
-    namespace='^_Z(NK?|T[ISV]N)6Zelmar6Device3COS4V1_0'
-    foreign=$(grep -Ev "$namespace" "$2" || true)
+    foreign=$(grep -Ev '^_Z(NK?|T[ISV]N)6Zelmar6Device3COS4V1_0' "$2" || true)
     missing=$(grep -v '^#' "$3" | LC_ALL=C sort -u | LC_ALL=C comm -23 - "$2")
     [ -z "$foreign" ] || echo "exported outside Zelmar::Device::COS::V1_0:" "$foreign"
     [ -z "$missing" ] || echo "required but not exported:" "$missing"
     [ -z "$foreign$missing" ] || exit 1
     echo "$(wc -l <"$2") exported symbols, all public, none missing"
     ;;
-same)
-    [ $# -eq 3 ] || die "usage: $0 same EXPECTED ACTUAL"
-    for f in "$2" "$3"; do
-        [ -f "$f" ] || die "no symbol list at $f (build the library first)"
-    done
-    if ! diff -u "$2" "$3" >"$3.diff"; then
+same-3)
+    [ -f "$2" ] && [ -f "$3" ] || die "no symbol list at $2 or $3 (build the library first)"
+    if ! diff -u "$2" "$3" >/dev/null; then
         echo "Exported symbols differ (- $2, + $3):"
-        if command -v c++filt >/dev/null 2>&1; then
-            c++filt <"$3.diff"
-        else
-            cat "$3.diff"
-        fi
-        rm -f "$3.diff"
+        diff -u "$2" "$3" | { c++filt 2>/dev/null || cat; }
         exit 1
     fi
-    rm -f "$3.diff"
     echo "$(wc -l <"$3") exported symbols, as expected"
     ;;
-needed)
-    [ $# -eq 4 ] || die "usage: $0 needed READELF LIB NAME"
+needed-4)
     needed=$("$2" -d "$3" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p')
     echo "$needed"
     echo "$needed" | grep -qxF "$4" || die "$3 does not need $4"
-    if echo "$needed" | grep -q /; then
-        die "$3 records a NEEDED entry by path"
-    fi
+    ! echo "$needed" | grep -q / || die "$3 records a NEEDED entry by path"
     ;;
 *)
-    die "usage: $0 exports|check|same|needed ..."
+    die "usage: $0 exports NM LIB OUT | check LIST REQUIRED | same EXPECTED ACTUAL | needed READELF LIB NAME"
     ;;
 esac

@@ -62,8 +62,7 @@ class ChildProcess {
             args.push_back(argument.data());
         }
         args.push_back(nullptr);
-        m_pid = fork();
-        if (m_pid < 0) {
+        if ((m_pid = fork()) < 0) {
             throw std::runtime_error("fork failed");
         }
         if (m_pid == 0) {
@@ -75,11 +74,9 @@ class ChildProcess {
         }
     }
     ~ChildProcess() {
-        if (m_pid > 0) {
-            kill(m_pid, SIGTERM);
-            if (waitForExit(5s) == -1 && m_pid > 0) {
-                kill(m_pid, SIGKILL);
-                waitpid(m_pid, nullptr, 0);
+        for (int signal : {SIGTERM, SIGKILL}) {
+            if (m_pid > 0 && kill(m_pid, signal) == 0) {
+                waitForExit(5s);
             }
         }
     }
@@ -88,17 +85,17 @@ class ChildProcess {
 
     // Its exit status; -1 when it died of a signal or still runs after `patience`.
     int waitForExit(std::chrono::seconds patience) {
-        for (const auto deadline = std::chrono::steady_clock::now() + patience;;) {
-            int status = 0;
+        int status = 0;
+        for (auto deadline = std::chrono::steady_clock::now() + patience; m_pid > 0;) {
             if (waitpid(m_pid, &status, WNOHANG) == m_pid) {
                 m_pid = -1;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            }
-            if (std::chrono::steady_clock::now() >= deadline) {
+            } else if (std::chrono::steady_clock::now() >= deadline) {
                 return -1;
+            } else {
+                std::this_thread::sleep_for(20ms);
             }
-            std::this_thread::sleep_for(20ms);
         }
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
   private:
@@ -112,9 +109,8 @@ bool readerShows(bool card) {
     if (SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context) != SCARD_S_SUCCESS) {
         return false;
     }
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
     bool reached = false;
-    while (!reached && std::chrono::steady_clock::now() < deadline) {
+    for (int tries = 0; !reached && tries < 200; ++tries) {
         SCARD_READERSTATE state{};
         state.szReader = kReader;
         state.dwCurrentState = SCARD_STATE_UNAWARE;
@@ -122,9 +118,7 @@ bool readerShows(bool card) {
         const DWORD seen = state.dwEventState;
         reached = card ? (seen & (SCARD_STATE_PRESENT | SCARD_STATE_MUTE)) == SCARD_STATE_PRESENT
                        : (seen & SCARD_STATE_EMPTY) != 0;
-        if (!reached) {
-            std::this_thread::sleep_for(50ms);
-        }
+        std::this_thread::sleep_for(reached ? 0ms : 50ms);
     }
     SCardReleaseContext(context);
     return reached;

@@ -1,15 +1,11 @@
 #!/usr/bin/env bash
-# End-to-end test of the PC/SC transport (docs/pcsc.md): starts a private
-# pcscd with the vpcd reader driver, runs the e2e test binary (each case puts
-# its own vpcd-card into the reader) and stops pcscd again, by process id.
+# End-to-end test of the PC/SC transport (docs/pcsc.md has the why of each step).
 #
 #   run-e2e.sh E2E_TEST_BINARY VPCD_CARD_BINARY
 #
-# pcscd's paths are fixed (/run/pcscd), so it runs in namespaces of its own:
-# mount (a fresh /run/pcscd), network (only loopback: no clash, vpcd's port
-# reachable from nowhere else) and pid (all its processes die with it, should
-# ctest kill the test). Exit 77 (skipped) when pcscd cannot run here.
-# Debugging: COSUPDATE_PCSC_E2E_PCSCD_ARGS=-d, COSUPDATE_PCSC_E2E_KEEP=1.
+# Runs the test binary against a private pcscd with the vpcd reader driver, in
+# mount, network and pid namespaces of its own; exit 77 (skipped) when pcscd
+# cannot run here. Debugging: COSUPDATE_PCSC_E2E_PCSCD_ARGS=-d, COSUPDATE_PCSC_E2E_KEEP=1.
 set -euo pipefail
 
 readonly VPCD_DRIVER=/usr/lib/pcsc/drivers/serial/libifdvpcd.so
@@ -49,23 +45,15 @@ ip link set lo up
 work=$(mktemp -d)
 pcscd_pid=
 cleanup() {
-    if [ -n "$pcscd_pid" ]; then
-        kill "$pcscd_pid" 2>/dev/null || true
-        wait "$pcscd_pid" 2>/dev/null || true
-    fi
-    if [ -n "${COSUPDATE_PCSC_E2E_KEEP:-}" ]; then
-        echo "pcsc.e2e: kept $work"
-    else
-        rm -rf "$work"
-    fi
+    [ -z "$pcscd_pid" ] || { kill "$pcscd_pid" && wait "$pcscd_pid"; } 2>/dev/null || true
+    [ -n "${COSUPDATE_PCSC_E2E_KEEP:-}" ] && echo "pcsc.e2e: kept $work" || rm -rf "$work"
 }
 trap cleanup EXIT
 
 mkdir "$work/reader.conf.d"
 printf 'FRIENDLYNAME "Virtual PCD"\nDEVICENAME /dev/null:%s\nLIBPATH %s\nCHANNELID %s\n' \
     "$PORT" "$VPCD_DRIVER" "$PORT" >"$work/reader.conf.d/vpcd"
-# Under timeout, and --auto-exit (leaves after 60 s idle): bounded whatever
-# happens to this script. ctest gives the whole test 120 s.
+# Bounded whatever happens here: timeout, and --auto-exit (60 s idle).
 timeout 110 pcscd --foreground --auto-exit ${COSUPDATE_PCSC_E2E_PCSCD_ARGS:-} \
     --config "$work/reader.conf.d" >"$work/pcscd.log" 2>&1 &
 pcscd_pid=$!
@@ -79,10 +67,8 @@ if [ ! -S /run/pcscd/pcscd.comm ]; then
     skip "pcscd did not start here (its log is above)"
 fi
 
-if COSUPDATE_PCSC_E2E_CARD=$card COSUPDATE_PCSC_E2E_PORT=$PORT COSUPDATE_PCSC_E2E_DIR=$work \
-    timeout 100 "$tests"; then
-    exit 0
-fi
+COSUPDATE_PCSC_E2E_CARD=$card COSUPDATE_PCSC_E2E_PORT=$PORT COSUPDATE_PCSC_E2E_DIR=$work \
+    timeout 100 "$tests" && exit 0
 echo "--- pcscd log"
 tail -n 60 "$work/pcscd.log"
 exit 1
