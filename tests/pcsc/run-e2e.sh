@@ -33,13 +33,15 @@ if [ -z "${COSUPDATE_PCSC_SANDBOX:-}" ]; then
     skip "no mount, network and pid namespaces can be made here"
 fi
 
-# --- inside: private /run/pcscd (all of /run if it cannot be made), loopback -
+# --- inside: private /run/pcscd (all of /run if it cannot be made), /proc, loopback
 if mkdir -p /run/pcscd 2>/dev/null; then
     mount -t tmpfs tmpfs /run/pcscd
 else
     mount -t tmpfs tmpfs /run
     mkdir /run/pcscd
 fi
+# This pid namespace's own /proc: LeakSanitizer reads /proc/<pid>/task at exit.
+mount -t proc proc /proc
 ip link set lo up
 
 work=$(mktemp -d)
