@@ -27,17 +27,6 @@ class COSUpdateTestPeer {
   public:
     explicit COSUpdateTestPeer(COSUpdateInterface& engine)
         : m_engine(static_cast<COSUpdate&>(engine)) {}
-    void start(bool* wasStarted, bool* startedLocally) {
-        m_engine._startLocallySEMediaIfNotYetStarted(wasStarted, startedLocally);
-    }
-    void stop(bool* startedLocally) { m_engine._stopSEMediaIfStartedLocally(startedLocally); }
-    bool executeAuditScript(const char* name) { return m_engine._executeAuditScript(name); }
-    bool isServiceAlreadyDeployed(ScriptManifest* entry) {
-        return m_engine._isServiceAlreadyDeployed(entry);
-    }
-    std::string typeName(int32_t type) {
-        return m_engine._getUpdateTypeAsString(static_cast<ScriptType>(type));
-    }
     const std::string& platformId() const { return m_engine.m_platformId; }
     const std::string& customerId() const { return m_engine.m_customerId; }
     uint16_t cosVersion() const { return m_engine.m_cosVersion; }
@@ -73,6 +62,8 @@ class EngineTest : public ::testing::Test {
 
     KernelDouble& kernel() { return KernelDouble::instance(); }
     COSUpdateTestPeer peer() { return COSUpdateTestPeer(*engine); }
+    // Whether the SE media bridge is started.
+    bool started();
 
     void create();
     // Destroys the engine, checks what it left in the kernel, and starts over

@@ -25,11 +25,6 @@ class COSInfoTest : public EngineTest {
         engine->getCOSInfo(static_cast<COSUpdateTag>(tag), info);
         return info;
     }
-    bool started() {
-        bool flag = false;
-        kernel().fake.seMediaManager_isStarted(&flag);
-        return flag;
-    }
 };
 
 TEST_F(COSInfoTest, ForwardsEachTagsAIDUnderItsKernelType) {
@@ -108,16 +103,6 @@ TEST_F(COSInfoTest, FDOfAnotherSizeOrNoDataReadsAsEmptyAndIsNotGivenBack) {
     EXPECT_EQ(kernel().count("byteArray_freeContent"), 0u);
 }
 
-TEST_F(COSInfoTest, NeedsARegisteredAIDAndNeverStartsTheSEMediaWithoutOne) {
-    EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
-        .WillOnce(DoAll(SetArgPointee<1>(0), Return(true)))
-        .WillOnce(Return(false));
-    EXPECT_EQ(thrownMessage([&] { read(COSUPDATE_TAG_FC); }), " AID for COS tag not defined");
-    EXPECT_EQ(thrownMessage([&] { read(COSUPDATE_TAG_FC); }), "Unable to verify AID size of tag");
-    EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
-    EXPECT_TRUE(log->texts(COSUPDATE_LOG_WARNING).empty());
-}
-
 TEST_F(COSInfoTest, AnUnsupportedTagIsAskedAsTypeZeroThenRefusedWithTheSEMediaStopped) {
     EXPECT_CALL(kernel().mock,
                 seContextManager_getCOSTagAIDSize(NATIVECOSPATCH_COS_DATA_TYPE_NONE, _))
@@ -142,16 +127,6 @@ TEST_F(COSInfoTest, AFailedReadLeavesABorrowedSEMediaRunning) {
                          "COSData for FC tag"));
     EXPECT_TRUE(started());
     EXPECT_EQ(kernel().count("seMediaManager_stop"), 0u);
-}
-
-TEST_F(COSInfoTest, BothOperationsRequireAnInitializedEngine) {
-    engine->release();
-    EXPECT_EQ(thrownMessage([&] {
-                  engine->setCOSUpdateTagAID(COSUPDATE_TAG_FE, {1, 2, 3});
-              }),
-              "COSUpdate component not initialized");
-    EXPECT_EQ(thrownMessage([&] { read(COSUPDATE_TAG_FE); }),
-              "COSUpdate component not initialized");
 }
 
 }  // namespace

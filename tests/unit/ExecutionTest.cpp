@@ -16,11 +16,6 @@ class ExecutionTest : public EngineTest {
         EngineTest::SetUp();
         createReady();
     }
-    bool started() {
-        bool flag = false;
-        kernel().fake.seMediaManager_isStarted(&flag);
-        return flag;
-    }
     // The engine's own lines at DEBUG and above (the kernel double writes its
     // APDUs at VERBOSE, the SE media bridge all its traces).
     std::vector<std::string> runLog() { return log->texts(COSUPDATE_LOG_DEBUG); }
@@ -127,21 +122,29 @@ TEST_F(ExecutionTest, UsesASelectionMadeByIsUpdateAvailableAsItStands) {
 }
 
 TEST_F(ExecutionTest, EachKindOfScriptFailureEndsTheRunWithMinusOne) {
+    const std::string m = "[COSUpdateMgr] ";
     const struct {
         const char* content;
+        const char* failingCall;
         std::vector<std::string> errors;
         size_t versionReads;  // after the first search
     } cases[] = {
-        {"version:0101 fail", {}, 0},
-        {"unparseable", {"[COSUpdateMgr] Unable to prepare script for execution"}, 0},
-        {"inconsistent", {"[COSUpdateMgr] Patch script is invalid"}, 0},
-        {"version:0100", {"[COSUpdateMgr] Incorrect COSVersion after script execution"}, 1},
+        {"version:0101 fail", "", {}, 0},
+        {"unparseable", "", {m + "Unable to prepare script for execution"}, 0},
+        {"inconsistent", "", {m + "Patch script is invalid"}, 0},
+        {"version:0100", "", {m + "Incorrect COSVersion after script execution"}, 1},
+        {"version:0101",
+         "multiscriptManager_script_selectRefScript",
+         {m + "Unable to found content of script <patch1>",
+          m + "Unable to prepare script for execution"},
+         0},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.content);
+        SCOPED_TRACE(c.content + std::string(" ") + c.failingCall);
         restart();
         load(withScript(c.content));
         log->lines.clear();
+        kernel().failNext(c.failingCall);
         EXPECT_EQ(engine->doUpdate(), -1);
         EXPECT_EQ(log->texts(COSUPDATE_LOG_ERROR), c.errors);
         EXPECT_EQ(kernel().count("seContextManager_readCOSVersion"), 1 + c.versionReads);
@@ -203,30 +206,35 @@ TEST_F(ExecutionTest, ReselectingTheEntryJustRunIsReportedAndRunsItOnceMore) {
     EXPECT_EQ(log->count("[COSUpdateMgr] Running <patch1> script (type:Patch) ..."), 2u);
 }
 
-TEST_F(ExecutionTest, AServiceIsVerifiedByItsAuditAndNotCounted) {
+// The Service comes first: isUpdateAvailable runs its audit to see it is not
+// yet deployed, then the run verifies it with the same audit.
+TEST_F(ExecutionTest, AServiceIsVerifiedByItsAuditResumedAfterAFailureAndNotCounted) {
     UpdateFile file = threeScriptFile();
     file.manifests[2]->cosVersion = "0100";
-    load(file);
-    EXPECT_CALL(kernel().mock, xml_audit_script_loadFromString(_))
-        .WillOnce(testing::DoDefault())
-        .WillOnce(Return(nullptr))
-        .WillRepeatedly(testing::DoDefault());
-    EXPECT_EQ(engine->doUpdate(), -1);
-    EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR,
-                         "[COSUpdateMgr] Error during Audit script execution : Unable to load of "
-                         "Audit script 'audit1'"));
-
-    log->lines.clear();
-    EXPECT_EQ(engine->doUpdate(), 1) << "resumes with the Service, then the Patches";
-    EXPECT_TRUE(log->has("2 script(s) deployed successfully"));
-
-    restart();
-    file.auditScripts[0]->content = "check:never-installed";
-    load(file);
-    EXPECT_EQ(engine->doUpdate(), -1);
-    EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR,
-                         "[COSUpdateMgr] >>> Audit script execution failed -> Service not "
-                         "correctly executed"));
+    const std::string m = "[COSUpdateMgr] ";
+    const std::string failed = m + "Error during Audit script execution : ";
+    const struct {
+        const char* call;
+        std::string error;
+    } cases[] = {
+        {"xml_audit_script_loadFromString", failed + "Unable to load of Audit script 'audit1'"},
+        {"multiscriptManager_script_selectRefAuditScript",
+         failed + "Unable to retreive content of Audit script 'audit1'"},
+        {"auditscriptRunner_executeAuditScript",
+         m + ">>> Audit script execution failed -> Service not correctly executed"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.call);
+        restart();
+        load(file);
+        ASSERT_TRUE(engine->isUpdateAvailable());
+        kernel().failNext(c.call);
+        EXPECT_EQ(engine->doUpdate(), -1);
+        EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR, c.error));
+        log->lines.clear();
+        EXPECT_EQ(engine->doUpdate(), 1) << "resumes with the Service, then the Patches";
+        EXPECT_TRUE(log->has("2 script(s) deployed successfully"));
+    }
 }
 
 TEST_F(ExecutionTest, AfterAServiceOnlyPatchesAreLookedFor) {
@@ -246,15 +254,6 @@ TEST_F(ExecutionTest, AfterAServiceOnlyPatchesAreLookedFor) {
     EXPECT_EQ(kernel().fake.chip.services, (std::set<std::string>{"one", "two"}));
 }
 
-TEST_F(ExecutionTest, AScriptTheFileDoesNotHoldIsReportedTwice) {
-    load(threeScriptFile());
-    kernel().failNext("multiscriptManager_script_selectRefScript");
-    EXPECT_EQ(engine->doUpdate(), -1);
-    EXPECT_EQ(log->texts(COSUPDATE_LOG_ERROR),
-              (std::vector<std::string>{"[COSUpdateMgr] Unable to found content of script <patch1>",
-                                        "[COSUpdateMgr] Unable to prepare script for execution"}));
-}
-
 TEST_F(ExecutionTest, FailuresOutsideAnIterationAreLoggedAndRethrown) {
     load(threeScriptFile());
     kernel().failNext("seContextManager_readCOSPlatformId");
@@ -269,18 +268,6 @@ TEST_F(ExecutionTest, FailuresOutsideAnIterationAreLoggedAndRethrown) {
     const_cast<ScriptManifest*>(peer().selected())->scriptName = nullptr;
     EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), "Script name not defined");
     EXPECT_FALSE(started());
-}
-
-TEST_F(ExecutionTest, PreconditionsAreThrownWithoutTouchingTheSEMedia) {
-    EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), "COSUpdate data not loaded from file");
-    load(threeScriptFile());
-    EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
-        .WillOnce(testing::DoAll(testing::SetArgPointee<1>(0), Return(true)));
-    EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), " AID for COS FE tag not defined");
-    engine->release();
-    EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), "COSUpdate component not initialized");
-    EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
-    EXPECT_TRUE(log->texts(COSUPDATE_LOG_WARNING).empty());
 }
 
 TEST_F(ExecutionTest, ANonLibraryExceptionPassesThroughUnconverted) {

@@ -163,15 +163,6 @@ TEST_F(LoaderTest, LoadForgetsTheChipIdsButNotTheVersionAndUnloadTheReverse) {
                                         "-- COSUpdate::unloadCOSUpdateFromMemory()"}));
 }
 
-TEST_F(LoaderTest, BothOperationsRequireAnInitializedEngine) {
-    engine->release();
-    std::ifstream in(writeTempFile("x"));
-    EXPECT_EQ(thrownMessage([&] { engine->loadCOSUpdateFileOnMemory(in); }),
-              "COSUpdate component not initialized");
-    EXPECT_EQ(thrownMessage([&] { engine->unloadCOSUpdateFromMemory(); }),
-              "COSUpdate component not initialized");
-}
-
 TEST_F(LoaderTest, LogsTheLoadStepsWithTheirPrefixes) {
     log->lines.clear();
     load(threeScriptFile());
