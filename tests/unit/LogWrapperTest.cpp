@@ -7,12 +7,9 @@
 #include "CapturingLog.h"
 #include "ZelmarNativeCOSUpdateLogWrapper.h"
 
-namespace Zelmar {
-namespace Device {
-namespace COS {
-namespace V1_0 {
 namespace {
 
+using namespace Zelmar::Device::COS::V1_0;
 using testsupport::CapturingLog;
 using testsupport::LogLine;
 
@@ -88,7 +85,3 @@ TEST_F(LogWrapperTest, TranslatesLevelsAlwaysReturnsFalseAndLetsASinkExceptionTh
 }
 
 }  // namespace
-}  // namespace V1_0
-}  // namespace COS
-}  // namespace Device
-}  // namespace Zelmar

@@ -5,12 +5,9 @@
 #include "EngineTest.h"
 #include "ZelmarNativeCOSUpdateSEMediaWrapper.h"
 
-namespace Zelmar {
-namespace Device {
-namespace COS {
-namespace V1_0 {
 namespace {
 
+using namespace Zelmar::Device::COS::V1_0;
 using kerneldouble::KernelDouble;
 using testsupport::CapturingLog;
 using testsupport::FakeTransport;
@@ -145,7 +142,3 @@ TEST_F(SEMediaWrapperTest, StopClosesAnOpenConnectionAndClearsTheFlagUnlessTheTr
 }
 
 }  // namespace
-}  // namespace V1_0
-}  // namespace COS
-}  // namespace Device
-}  // namespace Zelmar
