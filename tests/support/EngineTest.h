@@ -80,6 +80,15 @@ class EngineTest : public ::testing::Test {
     std::unique_ptr<COSUpdateInterface> engine;
 };
 
+// Starts every test with a ready engine.
+class ReadyEngineTest : public EngineTest {
+  protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        createReady();
+    }
+};
+
 // A patch from `from` to `to` (hex text), for platform PLAT-A and every customer.
 ManifestEntry patchEntry(const std::string& script, const std::string& from);
 ManifestEntry serviceEntry(const std::string& script, const std::string& audit,

@@ -9,11 +9,10 @@ namespace {
 using testing::_;
 using testing::Return;
 
-class COSInfoTest : public EngineTest {
+class COSInfoTest : public ReadyEngineTest {
   protected:
     void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
+        ReadyEngineTest::SetUp();
         engine->setCOSUpdateTagAID(COSUPDATE_TAG_FC, {0xA0, 0x00, 0xFC});
         engine->setCOSUpdateTagAID(COSUPDATE_TAG_FD, {0xA0, 0x00, 0xFD});
         log->lines.clear();

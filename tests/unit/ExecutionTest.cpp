@@ -10,12 +10,8 @@ using testing::_;
 using testing::Invoke;
 using testing::Return;
 
-class ExecutionTest : public EngineTest {
+class ExecutionTest : public ReadyEngineTest {
   protected:
-    void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
-    }
     // The engine's own lines at DEBUG and above (the kernel double writes its
     // APDUs at VERBOSE, the SE media bridge all its traces).
     std::vector<std::string> runLog() { return log->texts(COSUPDATE_LOG_DEBUG); }

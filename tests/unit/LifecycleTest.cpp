@@ -1,6 +1,8 @@
 // Construction, initialize/release and destruction against the kernel double.
 
 #include <fstream>
+#include <map>
+#include <tuple>
 
 #include "EngineTest.h"
 
@@ -67,53 +69,42 @@ TEST_F(LifecycleTest, InitializeBindsTheTransportAndInitializesItOnlyWhenNeeded)
 
 // Refused before anything is logged as a failure or the SE media is started.
 TEST_F(LifecycleTest, EveryOperationChecksItsPreconditionsFirst) {
-    using Operation = std::function<void(COSUpdateInterface&)>;
-    const Operation isUpdateAvailable = [](COSUpdateInterface& e) { e.isUpdateAvailable(); };
-    const Operation doUpdate = [](COSUpdateInterface& e) { e.doUpdate(); };
-    const Operation getCOSInfo = [](COSUpdateInterface& e) {
-        std::vector<uint8_t> info;
-        e.getCOSInfo(COSUPDATE_TAG_FC, info);
+    std::vector<uint8_t> info;
+    std::ifstream closed;
+    const std::map<std::string, std::function<void()>> operations = {
+        {"isUpdateAvailable", [&] { engine->isUpdateAvailable(); }},
+        {"doUpdate", [&] { engine->doUpdate(); }},
+        {"getCOSInfo", [&] { engine->getCOSInfo(COSUPDATE_TAG_FC, info); }},
+        {"setCOSUpdateTagAID",
+         [&] {
+             engine->setCOSUpdateTagAID(COSUPDATE_TAG_FE, {1, 2, 3});
+         }},
+        {"load", [&] { engine->loadCOSUpdateFileOnMemory(closed); }},
+        {"unload", [&] { engine->unloadCOSUpdateFromMemory(); }},
+        {"release", [&] { engine->release(); }},
     };
-    const Operation setAID = [](COSUpdateInterface& e) {
-        e.setCOSUpdateTagAID(COSUPDATE_TAG_FE, {1, 2, 3});
-    };
-    const Operation loadFile = [](COSUpdateInterface& e) {
-        std::ifstream in;
-        e.loadCOSUpdateFileOnMemory(in);
-    };
-    const Operation unload = [](COSUpdateInterface& e) { e.unloadCOSUpdateFromMemory(); };
-    const Operation release = [](COSUpdateInterface& e) { e.release(); };
     enum State { NotInitialized, NoFile, NoAID };
-    const std::string notInitialized = "COSUpdate component not initialized";
-    const struct {
-        State state;
-        Operation operation;
-        std::string message;
-    } cases[] = {
-        {NotInitialized, isUpdateAvailable, notInitialized},
-        {NotInitialized, doUpdate, notInitialized},
-        {NotInitialized, getCOSInfo, notInitialized},
-        {NotInitialized, setAID, notInitialized},
-        {NotInitialized, loadFile, notInitialized},
-        {NotInitialized, unload, notInitialized},
-        {NotInitialized, release, notInitialized},
-        {NoFile, isUpdateAvailable, "No COSUpdate file loaded"},
-        {NoFile, doUpdate, "COSUpdate data not loaded from file"},
-        {NoAID, isUpdateAvailable, " AID for COS FE tag not defined"},
-        {NoAID, doUpdate, " AID for COS FE tag not defined"},
-        {NoAID, getCOSInfo, " AID for COS tag not defined"},
+    std::vector<std::tuple<State, std::string, std::string>> cases = {
+        {NoFile, "isUpdateAvailable", "No COSUpdate file loaded"},
+        {NoFile, "doUpdate", "COSUpdate data not loaded from file"},
+        {NoAID, "isUpdateAvailable", " AID for COS FE tag not defined"},
+        {NoAID, "doUpdate", " AID for COS FE tag not defined"},
+        {NoAID, "getCOSInfo", " AID for COS tag not defined"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
+    for (const auto& operation : operations) {
+        cases.emplace_back(NotInitialized, operation.first, "COSUpdate component not initialized");
+    }
+    for (const auto& [state, operation, message] : cases) {
+        SCOPED_TRACE(operation + ": " + message);
         restart();
-        if (c.state == NotInitialized) {
+        if (state == NotInitialized) {
             engine->release();
-        } else if (c.state == NoAID) {
+        } else if (state == NoAID) {
             load(threeScriptFile());
             EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
                 .WillOnce(DoAll(SetArgPointee<1>(0), Return(true)));
         }
-        EXPECT_EQ(thrownMessage([&] { c.operation(*engine); }), c.message);
+        EXPECT_EQ(thrownMessage(operations.at(operation)), message);
         EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
         EXPECT_TRUE(log->texts(COSUPDATE_LOG_WARNING).empty());
     }

@@ -17,12 +17,8 @@ using testing::StrEq;
 
 constexpr char kRefused[] = "Multiscript contains invalid/incorrect entry";
 
-class LoaderTest : public EngineTest {
+class LoaderTest : public ReadyEngineTest {
   protected:
-    void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
-    }
     bool fileLoaded() {
         return thrownMessage([&] { engine->isUpdateAvailable(); }) != "No COSUpdate file loaded";
     }
@@ -132,7 +128,15 @@ TEST_F(LoaderTest, AStreamThatIsNotOpenKeepsThePreviousFile) {
 TEST_F(LoaderTest, LoadForgetsTheChipIdsButNotTheVersionAndUnloadTheReverse) {
     load(threeScriptFile());
     ASSERT_TRUE(engine->isUpdateAvailable());
+    log->lines.clear();
     load(threeScriptFile());
+    EXPECT_EQ(
+        log->texts(COSUPDATE_LOG_DEBUG),
+        (std::vector<std::string>{"++ COSUpdate::loadCOSUpdateFileOnMemory()",
+                                  "Clear existing Multiscript content ...",
+                                  "[COSUpdateMgr] Load XML COSUpdate file stream into memory ...",
+                                  "[COSUpdateMgr] Extracting 'COSUpdate' data from memory ...",
+                                  "-- COSUpdate::loadCOSUpdateFileOnMemory()"}));
     EXPECT_EQ(peer().platformId(), "");
     EXPECT_EQ(peer().customerId(), "");
     EXPECT_EQ(peer().selected(), nullptr);
@@ -151,17 +155,6 @@ TEST_F(LoaderTest, LoadForgetsTheChipIdsButNotTheVersionAndUnloadTheReverse) {
     EXPECT_EQ(log->texts(COSUPDATE_LOG_VERBOSE),
               (std::vector<std::string>{"++ COSUpdate::unloadCOSUpdateFromMemory()",
                                         "-- COSUpdate::unloadCOSUpdateFromMemory()"}));
-}
-
-TEST_F(LoaderTest, LogsTheLoadStepsWithTheirPrefixes) {
-    log->lines.clear();
-    load(threeScriptFile());
-    EXPECT_EQ(
-        log->texts(COSUPDATE_LOG_DEBUG),
-        (std::vector<std::string>{"++ COSUpdate::loadCOSUpdateFileOnMemory()",
-                                  "[COSUpdateMgr] Load XML COSUpdate file stream into memory ...",
-                                  "[COSUpdateMgr] Extracting 'COSUpdate' data from memory ...",
-                                  "-- COSUpdate::loadCOSUpdateFileOnMemory()"}));
 }
 
 }  // namespace

@@ -8,12 +8,8 @@ namespace {
 
 using testing::Return;
 
-class SelectionTest : public EngineTest {
+class SelectionTest : public ReadyEngineTest {
   protected:
-    void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
-    }
     // The script name of the entry the search selects, or "" for none.
     std::string select(const UpdateFile& file) {
         load(file);
