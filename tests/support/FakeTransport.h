@@ -4,9 +4,7 @@
 #ifndef TESTS_SUPPORT_FAKE_TRANSPORT_H
 #define TESTS_SUPPORT_FAKE_TRANSPORT_H
 
-#include <algorithm>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,41 +12,18 @@
 
 namespace testsupport {
 
-using Zelmar::Device::COS::V1_0::COSUpdateException;
 using Zelmar::Device::COS::V1_0::COSUpdateSEMediaInterface;
 
 class FakeTransport : public COSUpdateSEMediaInterface {
   public:
     enum class Throw { Nothing, COSUpdate, Other };
 
-    void initialize() override {
-        enter("initialize");
-        initialized = true;
-    }
-    bool isInitialized() override {
-        enter("isInitialized");
-        return initialized;
-    }
-    void openConnection(const std::vector<uint8_t>& aid, std::vector<uint8_t>& response) override {
-        enter("openConnection");
-        lastAid = aid;
-        connected = connectOnOpen;
-        response = openAnswer;
-    }
-    bool isConnected() override {
-        enter("isConnected");
-        return connected;
-    }
-    void transmitApdu(const std::vector<uint8_t>& command,
-                      std::vector<uint8_t>& response) override {
-        enter("transmitApdu");
-        lastCommand = command;
-        response = apduAnswer;
-    }
-    void closeConnection() override {
-        enter("closeConnection");
-        connected = false;
-    }
+    void initialize() override;
+    bool isInitialized() override;
+    void openConnection(const std::vector<uint8_t>& aid, std::vector<uint8_t>& response) override;
+    bool isConnected() override;
+    void transmitApdu(const std::vector<uint8_t>& command, std::vector<uint8_t>& response) override;
+    void closeConnection() override;
 
     bool initialized = true;
     bool connected = false;
@@ -65,25 +40,10 @@ class FakeTransport : public COSUpdateSEMediaInterface {
 
     std::vector<uint8_t> lastAid;
     std::vector<uint8_t> lastCommand;
-    size_t count(const std::string& operation) const {
-        return static_cast<size_t>(std::count(calls.begin(), calls.end(), operation));
-    }
+    size_t count(const std::string& operation) const;
 
   private:
-    void enter(const std::string& operation) {
-        calls.push_back(operation);
-        auto planned = throws.find(operation);
-        Throw kind = planned == throws.end() ? Throw::Nothing : planned->second;
-        if (throwAt != 0 && calls.size() == throwAt) {
-            kind = throwKind;
-        }
-        if (kind == Throw::COSUpdate) {
-            throw COSUpdateException("transport failure in " + operation);
-        }
-        if (kind == Throw::Other) {
-            throw std::logic_error("unexpected transport failure");
-        }
-    }
+    void enter(const std::string& operation);
 };
 
 }  // namespace testsupport

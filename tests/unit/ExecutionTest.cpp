@@ -197,37 +197,6 @@ TEST_F(ExecutionTest, ReselectingTheEntryJustRunIsReportedAndRunsItOnceMore) {
     EXPECT_EQ(log->count("[COSUpdateMgr] Running <patch1> script (type:Patch) ..."), 2u);
 }
 
-// The Service comes first: isUpdateAvailable runs its audit to see it is not
-// yet deployed, then the run verifies it with the same audit.
-TEST_F(ExecutionTest, AServiceIsVerifiedByItsAuditResumedAfterAFailureAndNotCounted) {
-    UpdateFile file = threeScriptFile();
-    file.manifests[2]->cosVersion = "0100";
-    const std::string m = "[COSUpdateMgr] ";
-    const std::string failed = m + "Error during Audit script execution : ";
-    const struct {
-        const char* call;
-        std::string error;
-    } cases[] = {
-        {"xml_audit_script_loadFromString", failed + "Unable to load of Audit script 'audit1'"},
-        {"multiscriptManager_script_selectRefAuditScript",
-         failed + "Unable to retreive content of Audit script 'audit1'"},
-        {"auditscriptRunner_executeAuditScript",
-         m + ">>> Audit script execution failed -> Service not correctly executed"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.call);
-        restart();
-        load(file);
-        ASSERT_TRUE(engine->isUpdateAvailable());
-        kernel().failNext(c.call);
-        EXPECT_EQ(engine->doUpdate(), -1);
-        EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR, c.error));
-        log->lines.clear();
-        EXPECT_EQ(engine->doUpdate(), 1) << "resumes with the Service, then the Patches";
-        EXPECT_TRUE(log->has("2 script(s) deployed successfully"));
-    }
-}
-
 TEST_F(ExecutionTest, AfterAServiceOnlyPatchesAreLookedFor) {
     UpdateFile file;
     file.manifests = {serviceEntry("s1", "a1", "0100"), serviceEntry("s2", "a2", "0100")};

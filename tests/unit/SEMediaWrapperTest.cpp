@@ -112,14 +112,6 @@ TEST_F(SEMediaWrapperTest, LogsWhyAnExchangeFailed) {
                                  kError + "isConnected() => error detected"}));
 }
 
-TEST_F(SEMediaWrapperTest, CloseAsksIsConnectedUnderAMisleadingLineThenCloses) {
-    transport->connected = true;
-    EXPECT_TRUE(_COSUpdateSEMediaWrapper_closeConnection());
-    EXPECT_EQ(transport->calls, (Lines{"isConnected", "closeConnection"}));
-    EXPECT_TRUE(log->has(COSUPDATE_LOG_VERBOSE,
-                         kError + "closeConnection : calling SEMedia->transmitApdu() ..."));
-}
-
 TEST_F(SEMediaWrapperTest, StopClosesAnOpenConnectionAndClearsTheFlagUnlessTheTransportFails) {
     EXPECT_FALSE(_COSUpdateSEMediaWrapper_stop());
     EXPECT_EQ(warnings(), Lines{kError + "stop : SEMedia not started or already stopped"});
@@ -128,6 +120,12 @@ TEST_F(SEMediaWrapperTest, StopClosesAnOpenConnectionAndClearsTheFlagUnlessTheTr
     EXPECT_TRUE(_COSUpdateSEMediaWrapper_stop());
     EXPECT_EQ(transport->calls, (Lines{"isConnected", "closeConnection"}));
     EXPECT_FALSE(started());
+    transport->connected = true;
+    transport->calls.clear();
+    EXPECT_TRUE(_COSUpdateSEMediaWrapper_closeConnection()) << "closes without being started";
+    EXPECT_EQ(transport->calls, (Lines{"isConnected", "closeConnection"}));
+    EXPECT_TRUE(log->has(COSUPDATE_LOG_VERBOSE,
+                         kError + "closeConnection : calling SEMedia->transmitApdu() ..."));
 
     ASSERT_TRUE(_COSUpdateSEMediaWrapper_start());
     transport->throws["isConnected"] = FakeTransport::Throw::COSUpdate;
