@@ -1,16 +1,15 @@
 #include "FakeKernel.h"
 
-#include <cstdarg>
+#include <algorithm>
 #include <cstring>
 #include <deque>
 #include <sstream>
 
+// Parsed scripts: the words of their text.
 struct NATIVECOSPATCH_SCRIPT {
-    std::vector<std::string> commands;
+    std::vector<std::string> words;
 };
-struct NATIVECOSPATCH_AUDIT_SCRIPT {
-    std::vector<std::string> commands;
-};
+struct NATIVECOSPATCH_AUDIT_SCRIPT : NATIVECOSPATCH_SCRIPT {};
 
 namespace kerneldouble {
 
@@ -25,25 +24,31 @@ std::vector<std::string> words(const char* text) {
     return result;
 }
 
-bool contains(const std::vector<std::string>& commands, const std::string& command) {
-    for (const auto& c : commands) {
-        if (c == command) {
-            return true;
-        }
-    }
-    return false;
+bool has(const NATIVECOSPATCH_SCRIPT& script, const std::string& word) {
+    return std::find(script.words.begin(), script.words.end(), word) != script.words.end();
 }
 
-// "key:value" commands.
-std::vector<std::string> arguments(const std::vector<std::string>& commands,
-                                   const std::string& key) {
+// The values of the script's "key:value" words.
+std::vector<std::string> values(const NATIVECOSPATCH_SCRIPT& script, const std::string& key) {
     std::vector<std::string> result;
-    for (const auto& c : commands) {
-        if (c.compare(0, key.size() + 1, key + ":") == 0) {
-            result.push_back(c.substr(key.size() + 1));
+    for (const auto& word : script.words) {
+        if (word.rfind(key + ":", 0) == 0) {
+            result.push_back(word.substr(key.size() + 1));
         }
     }
     return result;
+}
+
+template <typename Script>
+Script* loadScript(const char* xml, std::map<const void*, std::unique_ptr<Script>>& live) {
+    auto script = std::make_unique<Script>();
+    script->words = words(xml == nullptr ? "unparseable" : xml);
+    if (has(*script, "unparseable")) {
+        return nullptr;
+    }
+    Script* handle = script.get();
+    live[handle] = std::move(script);
+    return handle;
 }
 
 }  // namespace
@@ -93,14 +98,12 @@ struct FakeKernel::OwnedMultiscript {
             r.platformId = text(m.platformId);
             return r;
         });
-        auto script = [this](const ScriptEntry& s) {
+        record.scripts = list(file.scripts, scripts, [this](const ScriptEntry& s) {
             return NATIVECOSPATCH_MULTISCRIPT__SCRIPT{text(s.name), text(s.content)};
-        };
-        auto audit = [this](const ScriptEntry& s) {
+        });
+        record.auditScripts = list(file.auditScripts, auditScripts, [this](const ScriptEntry& s) {
             return NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT{text(s.name), text(s.content)};
-        };
-        record.scripts = list(file.scripts, scripts, script);
-        record.auditScripts = list(file.auditScripts, auditScripts, audit);
+        });
     }
 
     template <typename Record>
@@ -119,14 +122,6 @@ FakeKernel::~FakeKernel() = default;
 
 size_t FakeKernel::liveObjects() const {
     return m_multiscripts.size() + m_scripts.size() + m_auditScripts.size() + m_byteArrays.size();
-}
-
-const NATIVECOSPATCH_SEMEDIA_COMPONENT* FakeKernel::seMediaComponent() const {
-    return m_seMedia ? &*m_seMedia : nullptr;
-}
-
-const NATIVECOSPATCH_LOG_COMPONENT* FakeKernel::logComponent() const {
-    return m_log ? &*m_log : nullptr;
 }
 
 void FakeKernel::log(NATIVECOSPATCH_LOG_MESSAGE_LEVEL level, const char* format, ...) {
@@ -148,24 +143,26 @@ bool FakeKernel::forget(Live& live, const void* object, const char* kind) {
     return true;
 }
 
+FakeKernel::OwnedMultiscript* FakeKernel::multiscript(NATIVECOSPATCH_MULTISCRIPT* m) {
+    auto it = m_multiscripts.find(m);
+    return it == m_multiscripts.end() ? nullptr : it->second.get();
+}
+
+// A script the engine holds, run against the chip.
+bool FakeKernel::run(const NATIVECOSPATCH_SCRIPT* script, bool known) {
+    return known && exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE) && !has(*script, "fail");
+}
+
 bool FakeKernel::memory_initComponent() {
     return true;
 }
 
 bool FakeKernel::memory_cleanupComponent() {
-    if (liveObjects() > 0) {
-        log(NATIVECOSPATCH_LOG_MESSAGE_LEVEL_WARNING, "memory: %zu object(s) still alive",
-            liveObjects());
-    }
     return true;
 }
 
 bool FakeKernel::logManager_initComponent(NATIVECOSPATCH_LOG_COMPONENT* c) {
-    if (c == nullptr) {
-        return false;
-    }
     m_log = *c;
-    m_logInitialized = true;
     return true;
 }
 
@@ -178,16 +175,12 @@ bool FakeKernel::logManager_open() {
 }
 
 bool FakeKernel::logManager_isComponentInitialized(bool* initialized) {
-    if (initialized == nullptr) {
-        return false;
-    }
-    *initialized = m_logInitialized;
+    *initialized = m_log.has_value();
     return true;
 }
 
 bool FakeKernel::logManager_cleanupComponent() {
     m_log.reset();
-    m_logInitialized = false;
     return true;
 }
 
@@ -202,8 +195,7 @@ bool FakeKernel::seContextManager_cleanupComponent() {
 
 bool FakeKernel::seContextManager_updateCOSTagAID(NATIVECOSPATCH_COS_DATA_TYPE type, uint8_t* aid,
                                                   uint16_t length) {
-    if (aid == nullptr || type < NATIVECOSPATCH_COS_DATA_TYPE_FC ||
-        type > NATIVECOSPATCH_COS_DATA_TYPE_FE) {
+    if (type < NATIVECOSPATCH_COS_DATA_TYPE_FC || type > NATIVECOSPATCH_COS_DATA_TYPE_FE) {
         return false;
     }
     m_aids[type].assign(aid, aid + length);
@@ -212,9 +204,6 @@ bool FakeKernel::seContextManager_updateCOSTagAID(NATIVECOSPATCH_COS_DATA_TYPE t
 
 bool FakeKernel::seContextManager_getCOSTagAIDSize(NATIVECOSPATCH_COS_DATA_TYPE type,
                                                    uint16_t* size) {
-    if (size == nullptr) {
-        return false;
-    }
     auto it = m_aids.find(type);
     *size = it == m_aids.end() ? 0 : static_cast<uint16_t>(it->second.size());
     return true;
@@ -242,7 +231,7 @@ bool FakeKernel::exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE type) {
 }
 
 bool FakeKernel::writeId(const std::string& id, char* buffer, uint16_t capacity) {
-    if (buffer == nullptr || capacity == 0 || !exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE)) {
+    if (capacity == 0 || !exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE)) {
         return false;
     }
     if (chip.unterminatedIds) {
@@ -264,7 +253,7 @@ bool FakeKernel::seContextManager_readCOSCustomerId(char* buffer, uint16_t capac
 }
 
 bool FakeKernel::seContextManager_readCOSVersion(uint16_t* version) {
-    if (version == nullptr || !exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE)) {
+    if (!exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE)) {
         return false;
     }
     *version = chip.version;
@@ -273,25 +262,21 @@ bool FakeKernel::seContextManager_readCOSVersion(uint16_t* version) {
 
 bool FakeKernel::seContextManager_readCOSData(NATIVECOSPATCH_COS_DATA_TYPE type,
                                               NATIVECOSPATCH_BYTE_ARRAY* data) {
-    if (data == nullptr || !exchangeWithChip(type)) {
+    if (!exchangeWithChip(type)) {
         return false;
     }
     const std::vector<uint8_t>& bytes = chip.data[type];
-    if (bytes.empty()) {
-        return true;
+    if (!bytes.empty()) {
+        auto copy = std::make_unique<uint8_t[]>(bytes.size());
+        std::copy(bytes.begin(), bytes.end(), copy.get());
+        data->data = copy.get();
+        data->size = static_cast<uint16_t>(bytes.size());
+        m_byteArrays[data->data] = std::move(copy);
     }
-    auto copy = std::make_unique<uint8_t[]>(bytes.size());
-    std::memcpy(copy.get(), bytes.data(), bytes.size());
-    data->data = copy.get();
-    data->size = static_cast<uint16_t>(bytes.size());
-    m_byteArrays[data->data] = std::move(copy);
     return true;
 }
 
 bool FakeKernel::byteArray_freeContent(NATIVECOSPATCH_BYTE_ARRAY* data) {
-    if (data == nullptr || data->data == nullptr) {
-        return false;
-    }
     forget(m_byteArrays, data->data, "byte array");
     data->data = nullptr;
     data->size = 0;
@@ -299,9 +284,6 @@ bool FakeKernel::byteArray_freeContent(NATIVECOSPATCH_BYTE_ARRAY* data) {
 }
 
 bool FakeKernel::seMediaManager_initComponent(NATIVECOSPATCH_SEMEDIA_COMPONENT* c) {
-    if (c == nullptr) {
-        return false;
-    }
     m_seMedia = *c;
     return true;
 }
@@ -312,9 +294,6 @@ bool FakeKernel::seMediaManager_cleanupComponent() {
 }
 
 bool FakeKernel::seMediaManager_isComponentInitialized(bool* initialized) {
-    if (initialized == nullptr) {
-        return false;
-    }
     *initialized = m_seMedia.has_value();
     return true;
 }
@@ -332,7 +311,7 @@ bool FakeKernel::seMediaManager_stop() {
 }
 
 NATIVECOSPATCH_MULTISCRIPT* FakeKernel::xml_multiscript_loadFromString(const char* xml) {
-    auto file = xml != nullptr ? files.find(xml) : files.end();
+    auto file = files.find(xml);
     if (file == files.end()) {
         log(NATIVECOSPATCH_LOG_MESSAGE_LEVEL_ERROR, "xml: not an update file");
         return nullptr;
@@ -349,58 +328,53 @@ bool FakeKernel::multiscriptManager_freeMultiscript(NATIVECOSPATCH_MULTISCRIPT* 
 
 bool FakeKernel::multiscriptManager_isScriptWithNameExist(NATIVECOSPATCH_MULTISCRIPT* m,
                                                           const char* name, bool* exists) {
-    if (exists == nullptr || m_multiscripts.count(m) == 0) {
+    OwnedMultiscript* owned = multiscript(m);
+    if (owned == nullptr) {
         return false;
     }
-    *exists = m_multiscripts[m]->find(m_multiscripts[m]->scripts, name) != nullptr;
+    *exists = owned->find(owned->scripts, name) != nullptr;
     return true;
 }
 
 bool FakeKernel::multiscriptManager_isAuditScriptWithNameExist(NATIVECOSPATCH_MULTISCRIPT* m,
                                                                const char* name, bool* exists) {
-    if (exists == nullptr || m_multiscripts.count(m) == 0) {
+    OwnedMultiscript* owned = multiscript(m);
+    if (owned == nullptr) {
         return false;
     }
-    *exists = m_multiscripts[m]->find(m_multiscripts[m]->auditScripts, name) != nullptr;
+    *exists = owned->find(owned->auditScripts, name) != nullptr;
     return true;
 }
 
 NATIVECOSPATCH_MULTISCRIPT__SCRIPT* FakeKernel::multiscriptManager_script_selectRefScript(
     NATIVECOSPATCH_MULTISCRIPT* m, const char* name) {
-    auto it = m_multiscripts.find(m);
-    return it == m_multiscripts.end() ? nullptr : it->second->find(it->second->scripts, name);
+    OwnedMultiscript* owned = multiscript(m);
+    return owned == nullptr ? nullptr : owned->find(owned->scripts, name);
 }
 
 NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT*
 FakeKernel::multiscriptManager_script_selectRefAuditScript(NATIVECOSPATCH_MULTISCRIPT* m,
                                                            const char* name) {
-    auto it = m_multiscripts.find(m);
-    return it == m_multiscripts.end() ? nullptr : it->second->find(it->second->auditScripts, name);
+    OwnedMultiscript* owned = multiscript(m);
+    return owned == nullptr ? nullptr : owned->find(owned->auditScripts, name);
 }
 
 NATIVECOSPATCH_SCRIPT* FakeKernel::xml_script_loadFromString(const char* xml) {
-    if (xml == nullptr || contains(words(xml), "unparseable")) {
-        return nullptr;
-    }
-    auto script = std::make_unique<NATIVECOSPATCH_SCRIPT>(NATIVECOSPATCH_SCRIPT{words(xml)});
-    NATIVECOSPATCH_SCRIPT* handle = script.get();
-    m_scripts[handle] = std::move(script);
-    return handle;
+    return loadScript(xml, m_scripts);
 }
 
 bool FakeKernel::scriptManager_isConsistency(NATIVECOSPATCH_SCRIPT* s) {
-    return m_scripts.count(s) != 0 && !contains(s->commands, "inconsistent");
+    return m_scripts.count(s) != 0 && !has(*s, "inconsistent");
 }
 
 bool FakeKernel::scriptRunner_executeScript(NATIVECOSPATCH_SCRIPT* s) {
-    if (m_scripts.count(s) == 0 || !exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE) ||
-        contains(s->commands, "fail")) {
+    if (!run(s, m_scripts.count(s) != 0)) {
         return false;
     }
-    for (const auto& version : arguments(s->commands, "version")) {
+    for (const auto& version : values(*s, "version")) {
         chip.version = static_cast<uint16_t>(std::stoul(version, nullptr, 16));
     }
-    for (const auto& service : arguments(s->commands, "install")) {
+    for (const auto& service : values(*s, "install")) {
         chip.services.insert(service);
     }
     return true;
@@ -411,27 +385,16 @@ bool FakeKernel::scriptManager_freeScript(NATIVECOSPATCH_SCRIPT* s) {
 }
 
 NATIVECOSPATCH_AUDIT_SCRIPT* FakeKernel::xml_audit_script_loadFromString(const char* xml) {
-    if (xml == nullptr || contains(words(xml), "unparseable")) {
-        return nullptr;
-    }
-    auto script =
-        std::make_unique<NATIVECOSPATCH_AUDIT_SCRIPT>(NATIVECOSPATCH_AUDIT_SCRIPT{words(xml)});
-    NATIVECOSPATCH_AUDIT_SCRIPT* handle = script.get();
-    m_auditScripts[handle] = std::move(script);
-    return handle;
+    return loadScript(xml, m_auditScripts);
 }
 
 bool FakeKernel::auditscriptRunner_executeAuditScript(NATIVECOSPATCH_AUDIT_SCRIPT* s) {
-    if (m_auditScripts.count(s) == 0 || !exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE_FE) ||
-        contains(s->commands, "fail")) {
+    if (!run(s, m_auditScripts.count(s) != 0)) {
         return false;
     }
-    for (const auto& service : arguments(s->commands, "check")) {
-        if (chip.services.count(service) == 0) {
-            return false;
-        }
-    }
-    return true;
+    const auto checked = values(*s, "check");
+    return std::all_of(checked.begin(), checked.end(),
+                       [this](const std::string& service) { return chip.services.count(service); });
 }
 
 bool FakeKernel::auditScriptManager_freeAuditScript(NATIVECOSPATCH_AUDIT_SCRIPT* s) {

@@ -74,8 +74,6 @@ class FakeKernel {
     size_t liveObjects() const;
     // Frees of objects this kernel never handed out, or handed out and freed.
     const std::vector<std::string>& violations() const { return m_violations; }
-    const NATIVECOSPATCH_SEMEDIA_COMPONENT* seMediaComponent() const;
-    const NATIVECOSPATCH_LOG_COMPONENT* logComponent() const;
     // Writes through the registered log component, as the kernel's own lines.
     void log(NATIVECOSPATCH_LOG_MESSAGE_LEVEL level, const char* format, ...);
 
@@ -86,13 +84,14 @@ class FakeKernel {
   private:
     struct OwnedMultiscript;
 
+    OwnedMultiscript* multiscript(NATIVECOSPATCH_MULTISCRIPT* m);
+    bool run(const NATIVECOSPATCH_SCRIPT* script, bool known);
     bool exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE type);
     bool writeId(const std::string& id, char* buffer, uint16_t capacity);
     template <typename Live>
     bool forget(Live& live, const void* object, const char* kind);
 
     std::optional<NATIVECOSPATCH_LOG_COMPONENT> m_log;
-    bool m_logInitialized = false;
     std::optional<NATIVECOSPATCH_SEMEDIA_COMPONENT> m_seMedia;
     std::map<int, std::vector<uint8_t>> m_aids;
     std::map<const void*, std::unique_ptr<OwnedMultiscript>> m_multiscripts;

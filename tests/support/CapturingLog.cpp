@@ -35,10 +35,4 @@ std::vector<std::string> CapturingLog::texts(COSUpdateLogLevel minimum) const {
     return result;
 }
 
-std::vector<LogLine> CapturingLog::from(const std::string& text) const {
-    auto first = std::find_if(lines.begin(), lines.end(),
-                              [&](const LogLine& line) { return line.text == text; });
-    return std::vector<LogLine>(first, lines.end());
-}
-
 }  // namespace testsupport

@@ -36,8 +36,6 @@ class CapturingLog : public COSUpdateLogInterface {
     size_t count(const std::string& text) const;
     // Lines at `level` or above, texts only.
     std::vector<std::string> texts(COSUpdateLogLevel minimum) const;
-    // Lines from the first one equal to `text` (inclusive) on.
-    std::vector<LogLine> from(const std::string& text) const;
 };
 
 }  // namespace testsupport

@@ -33,6 +33,12 @@ void EngineTest::expectKernelClean() {
     EXPECT_EQ(kernel().fake.liveObjects(), 0u) << "kernel objects leaked";
 }
 
+bool EngineTest::started() {
+    bool flag = false;
+    kernel().fake.seMediaManager_isStarted(&flag);
+    return flag;
+}
+
 void EngineTest::create() {
     engine.reset();  // one engine at a time: the bridges are module-wide
     engine = COSUpdateFactory::create(log);

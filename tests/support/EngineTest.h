@@ -27,17 +27,6 @@ class COSUpdateTestPeer {
   public:
     explicit COSUpdateTestPeer(COSUpdateInterface& engine)
         : m_engine(static_cast<COSUpdate&>(engine)) {}
-    void start(bool* wasStarted, bool* startedLocally) {
-        m_engine._startLocallySEMediaIfNotYetStarted(wasStarted, startedLocally);
-    }
-    void stop(bool* startedLocally) { m_engine._stopSEMediaIfStartedLocally(startedLocally); }
-    bool executeAuditScript(const char* name) { return m_engine._executeAuditScript(name); }
-    bool isServiceAlreadyDeployed(ScriptManifest* entry) {
-        return m_engine._isServiceAlreadyDeployed(entry);
-    }
-    std::string typeName(int32_t type) {
-        return m_engine._getUpdateTypeAsString(static_cast<ScriptType>(type));
-    }
     const std::string& platformId() const { return m_engine.m_platformId; }
     const std::string& customerId() const { return m_engine.m_customerId; }
     uint16_t cosVersion() const { return m_engine.m_cosVersion; }
@@ -73,6 +62,8 @@ class EngineTest : public ::testing::Test {
 
     KernelDouble& kernel() { return KernelDouble::instance(); }
     COSUpdateTestPeer peer() { return COSUpdateTestPeer(*engine); }
+    // Whether the SE media bridge is started.
+    bool started();
 
     void create();
     // Destroys the engine, checks what it left in the kernel, and starts over
@@ -87,6 +78,15 @@ class EngineTest : public ::testing::Test {
     std::shared_ptr<CapturingLog> log = std::make_shared<CapturingLog>();
     std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>();
     std::unique_ptr<COSUpdateInterface> engine;
+};
+
+// Starts every test with a ready engine.
+class ReadyEngineTest : public EngineTest {
+  protected:
+    void SetUp() override {
+        EngineTest::SetUp();
+        createReady();
+    }
 };
 
 // A patch from `from` to `to` (hex text), for platform PLAT-A and every customer.

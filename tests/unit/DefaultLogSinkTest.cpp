@@ -61,16 +61,5 @@ TEST(DefaultLogSink, EmptyMessageStillWritesThePrefixAndErrnoSurvives) {
     EXPECT_EQ(lines[0].text, "eSE upgrade:");
 }
 
-class DefaultSinkEngineTest : public EngineTest {};
-
-TEST_F(DefaultSinkEngineTest, AnEngineMadeWithThePlainSinkLogsToThePlatform) {
-    testing::internal::CaptureStderr();
-    engine = COSUpdateFactory::create(std::make_shared<COSUpdateLogInterface>());
-    const auto lines = platformLines(testing::internal::GetCapturedStderr());
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines[0].text, "eSE upgrade:+ COSUpdate::COSUpdate()");
-    EXPECT_EQ(lines[1].text, "eSE upgrade: - COSUpdate library version : 1.2.2");
-}
-
 }  // namespace
 }  // namespace testsupport

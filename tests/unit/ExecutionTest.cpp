@@ -10,17 +10,8 @@ using testing::_;
 using testing::Invoke;
 using testing::Return;
 
-class ExecutionTest : public EngineTest {
+class ExecutionTest : public ReadyEngineTest {
   protected:
-    void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
-    }
-    bool started() {
-        bool flag = false;
-        kernel().fake.seMediaManager_isStarted(&flag);
-        return flag;
-    }
     // The engine's own lines at DEBUG and above (the kernel double writes its
     // APDUs at VERBOSE, the SE media bridge all its traces).
     std::vector<std::string> runLog() { return log->texts(COSUPDATE_LOG_DEBUG); }
@@ -127,27 +118,42 @@ TEST_F(ExecutionTest, UsesASelectionMadeByIsUpdateAvailableAsItStands) {
 }
 
 TEST_F(ExecutionTest, EachKindOfScriptFailureEndsTheRunWithMinusOne) {
+    const std::string m = "[COSUpdateMgr] ";
     const struct {
         const char* content;
+        const char* failingCall;
         std::vector<std::string> errors;
         size_t versionReads;  // after the first search
     } cases[] = {
-        {"version:0101 fail", {}, 0},
-        {"unparseable", {"[COSUpdateMgr] Unable to prepare script for execution"}, 0},
-        {"inconsistent", {"[COSUpdateMgr] Patch script is invalid"}, 0},
-        {"version:0100", {"[COSUpdateMgr] Incorrect COSVersion after script execution"}, 1},
+        {"version:0101", "scriptRunner_executeScript", {}, 0},
+        {"unparseable", "", {m + "Unable to prepare script for execution"}, 0},
+        {"inconsistent", "", {m + "Patch script is invalid"}, 0},
+        {"version:0100", "", {m + "Incorrect COSVersion after script execution"}, 1},
+        {"version:0101",
+         "multiscriptManager_script_selectRefScript",
+         {m + "Unable to found content of script <patch1>",
+          m + "Unable to prepare script for execution"},
+         0},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.content);
+        SCOPED_TRACE(c.content + std::string(" ") + c.failingCall);
         restart();
         load(withScript(c.content));
         log->lines.clear();
+        kernel().failNext(c.failingCall);
         EXPECT_EQ(engine->doUpdate(), -1);
         EXPECT_EQ(log->texts(COSUPDATE_LOG_ERROR), c.errors);
         EXPECT_EQ(kernel().count("seContextManager_readCOSVersion"), 1 + c.versionReads);
         EXPECT_STREQ(peer().selected()->scriptName, "patch1") << "kept for the next run";
         EXPECT_FALSE(started());
         EXPECT_EQ(kernel().fake.liveObjects(), 1u) << "only the file itself";
+        if (*c.failingCall != '\0') {
+            // Resumes with the same entry against the version stored then.
+            kernel().journal.clear();
+            EXPECT_EQ(engine->doUpdate(), 1);
+            EXPECT_EQ(kernel().count("seContextManager_readCOSPlatformId"), 0u);
+            EXPECT_EQ(kernel().count("seContextManager_readCOSVersion"), 1u) << "only the check";
+        }
     }
 }
 
@@ -160,18 +166,6 @@ TEST_F(ExecutionTest, APatchMustRaiseTheVersionStrictly) {
     file.manifests[0]->cosVersion = "FFFF";
     load(file);
     EXPECT_EQ(engine->doUpdate(), -1) << "the unknown-version marker never passes";
-}
-
-TEST_F(ExecutionTest, AFailedRunResumesWithTheSameEntryAgainstTheStoredVersion) {
-    load(withScript("version:0101"));
-    EXPECT_CALL(kernel().mock, scriptRunner_executeScript(_))
-        .WillOnce(Return(false))
-        .WillRepeatedly(testing::DoDefault());
-    EXPECT_EQ(engine->doUpdate(), -1);
-    kernel().journal.clear();
-    EXPECT_EQ(engine->doUpdate(), 1);
-    EXPECT_EQ(kernel().count("seContextManager_readCOSPlatformId"), 0u);
-    EXPECT_EQ(kernel().count("seContextManager_readCOSVersion"), 1u) << "only the check";
 }
 
 TEST_F(ExecutionTest, AFailedVersionReadRunsTheSameEntryAgain) {
@@ -203,32 +197,6 @@ TEST_F(ExecutionTest, ReselectingTheEntryJustRunIsReportedAndRunsItOnceMore) {
     EXPECT_EQ(log->count("[COSUpdateMgr] Running <patch1> script (type:Patch) ..."), 2u);
 }
 
-TEST_F(ExecutionTest, AServiceIsVerifiedByItsAuditAndNotCounted) {
-    UpdateFile file = threeScriptFile();
-    file.manifests[2]->cosVersion = "0100";
-    load(file);
-    EXPECT_CALL(kernel().mock, xml_audit_script_loadFromString(_))
-        .WillOnce(testing::DoDefault())
-        .WillOnce(Return(nullptr))
-        .WillRepeatedly(testing::DoDefault());
-    EXPECT_EQ(engine->doUpdate(), -1);
-    EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR,
-                         "[COSUpdateMgr] Error during Audit script execution : Unable to load of "
-                         "Audit script 'audit1'"));
-
-    log->lines.clear();
-    EXPECT_EQ(engine->doUpdate(), 1) << "resumes with the Service, then the Patches";
-    EXPECT_TRUE(log->has("2 script(s) deployed successfully"));
-
-    restart();
-    file.auditScripts[0]->content = "check:never-installed";
-    load(file);
-    EXPECT_EQ(engine->doUpdate(), -1);
-    EXPECT_TRUE(log->has(COSUPDATE_LOG_ERROR,
-                         "[COSUpdateMgr] >>> Audit script execution failed -> Service not "
-                         "correctly executed"));
-}
-
 TEST_F(ExecutionTest, AfterAServiceOnlyPatchesAreLookedFor) {
     UpdateFile file;
     file.manifests = {serviceEntry("s1", "a1", "0100"), serviceEntry("s2", "a2", "0100")};
@@ -246,15 +214,6 @@ TEST_F(ExecutionTest, AfterAServiceOnlyPatchesAreLookedFor) {
     EXPECT_EQ(kernel().fake.chip.services, (std::set<std::string>{"one", "two"}));
 }
 
-TEST_F(ExecutionTest, AScriptTheFileDoesNotHoldIsReportedTwice) {
-    load(threeScriptFile());
-    kernel().failNext("multiscriptManager_script_selectRefScript");
-    EXPECT_EQ(engine->doUpdate(), -1);
-    EXPECT_EQ(log->texts(COSUPDATE_LOG_ERROR),
-              (std::vector<std::string>{"[COSUpdateMgr] Unable to found content of script <patch1>",
-                                        "[COSUpdateMgr] Unable to prepare script for execution"}));
-}
-
 TEST_F(ExecutionTest, FailuresOutsideAnIterationAreLoggedAndRethrown) {
     load(threeScriptFile());
     kernel().failNext("seContextManager_readCOSPlatformId");
@@ -269,18 +228,6 @@ TEST_F(ExecutionTest, FailuresOutsideAnIterationAreLoggedAndRethrown) {
     const_cast<ScriptManifest*>(peer().selected())->scriptName = nullptr;
     EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), "Script name not defined");
     EXPECT_FALSE(started());
-}
-
-TEST_F(ExecutionTest, PreconditionsAreThrownWithoutTouchingTheSEMedia) {
-    EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), "COSUpdate data not loaded from file");
-    load(threeScriptFile());
-    EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
-        .WillOnce(testing::DoAll(testing::SetArgPointee<1>(0), Return(true)));
-    EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), " AID for COS FE tag not defined");
-    engine->release();
-    EXPECT_EQ(thrownMessage([&] { engine->doUpdate(); }), "COSUpdate component not initialized");
-    EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
-    EXPECT_TRUE(log->texts(COSUPDATE_LOG_WARNING).empty());
 }
 
 TEST_F(ExecutionTest, ANonLibraryExceptionPassesThroughUnconverted) {

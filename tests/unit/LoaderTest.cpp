@@ -17,12 +17,8 @@ using testing::StrEq;
 
 constexpr char kRefused[] = "Multiscript contains invalid/incorrect entry";
 
-class LoaderTest : public EngineTest {
+class LoaderTest : public ReadyEngineTest {
   protected:
-    void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
-    }
     bool fileLoaded() {
         return thrownMessage([&] { engine->isUpdateAvailable(); }) != "No COSUpdate file loaded";
     }
@@ -39,8 +35,6 @@ struct ValidationCase {
 TEST_F(LoaderTest, RefusesEachFaultyFileWithTheFaultInTheLog) {
     const ScriptEntry emptyName{std::string(""), std::string("x")};
     const ValidationCase cases[] = {
-        {"unknown type", [](UpdateFile& f) { f.manifests[0]->type = 0; },
-         "Metadata entry with undefined script 'updateType' "},
         {"service with empty audit", [](UpdateFile& f) { f.manifests[2]->auditScriptName = ""; },
          "Service 'service1' have no Audit script."},
         {"null manifest", [](UpdateFile& f) { f.manifests.push_back(std::nullopt); },
@@ -97,37 +91,29 @@ TEST_F(LoaderTest, AcceptsWhatOnlyLaterStepsCareAbout) {
     EXPECT_TRUE(fileLoaded());
 }
 
+// From a file or a pipe (which cannot tell its length), the rest of the stream
+// arrives in chunks that the loader must join in order, byte for byte.
 TEST_F(LoaderTest, HandsTheKernelTheRestOfTheStreamByteForByte) {
     std::string text = "skip|";
-    for (int i = 0; i < 70000; ++i) {
-        text += static_cast<char>('a' + i % 26);
-    }
-    text += "\r\n\x01\xff";
-    std::ifstream in(writeTempFile(text), std::ios::binary);
-    in.ignore(5);
-    EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(text.substr(5))))
-        .WillOnce(Return(nullptr));
-    EXPECT_THROW(engine->loadCOSUpdateFileOnMemory(in), COSUpdateException);
-}
-
-// A pipe cannot tell its length: the whole of it arrives in chunks that the
-// loader must join in order, however many there are.
-TEST_F(LoaderTest, ReadsAStreamOfUnknownLengthToItsEnd) {
-    std::string text;
     for (int i = 0; i < 300001; ++i) {
         text += static_cast<char>('0' + i % 43);
     }
+    text += "\r\n\x01\xff";
     const std::string fifo = writeTempFile("") + ".fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    std::thread writer([&] {
-        std::ofstream out(fifo, std::ios::binary);
-        out << text;
-    });
-    std::ifstream in(fifo, std::ios::binary);
-    EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(text)))
-        .WillOnce(Return(nullptr));
-    EXPECT_THROW(engine->loadCOSUpdateFileOnMemory(in), COSUpdateException);
-    writer.join();
+    for (const std::string& path : {writeTempFile(text), fifo}) {
+        std::thread writer([&] {
+            if (path == fifo) {
+                std::ofstream(fifo, std::ios::binary) << text;
+            }
+        });
+        std::ifstream in(path, std::ios::binary);
+        in.ignore(5);
+        EXPECT_CALL(kernel().mock, xml_multiscript_loadFromString(StrEq(text.substr(5))))
+            .WillOnce(Return(nullptr));
+        EXPECT_THROW(engine->loadCOSUpdateFileOnMemory(in), COSUpdateException);
+        writer.join();
+    }
     std::remove(fifo.c_str());
 }
 
@@ -142,7 +128,15 @@ TEST_F(LoaderTest, AStreamThatIsNotOpenKeepsThePreviousFile) {
 TEST_F(LoaderTest, LoadForgetsTheChipIdsButNotTheVersionAndUnloadTheReverse) {
     load(threeScriptFile());
     ASSERT_TRUE(engine->isUpdateAvailable());
+    log->lines.clear();
     load(threeScriptFile());
+    EXPECT_EQ(
+        log->texts(COSUPDATE_LOG_DEBUG),
+        (std::vector<std::string>{"++ COSUpdate::loadCOSUpdateFileOnMemory()",
+                                  "Clear existing Multiscript content ...",
+                                  "[COSUpdateMgr] Load XML COSUpdate file stream into memory ...",
+                                  "[COSUpdateMgr] Extracting 'COSUpdate' data from memory ...",
+                                  "-- COSUpdate::loadCOSUpdateFileOnMemory()"}));
     EXPECT_EQ(peer().platformId(), "");
     EXPECT_EQ(peer().customerId(), "");
     EXPECT_EQ(peer().selected(), nullptr);
@@ -161,26 +155,6 @@ TEST_F(LoaderTest, LoadForgetsTheChipIdsButNotTheVersionAndUnloadTheReverse) {
     EXPECT_EQ(log->texts(COSUPDATE_LOG_VERBOSE),
               (std::vector<std::string>{"++ COSUpdate::unloadCOSUpdateFromMemory()",
                                         "-- COSUpdate::unloadCOSUpdateFromMemory()"}));
-}
-
-TEST_F(LoaderTest, BothOperationsRequireAnInitializedEngine) {
-    engine->release();
-    std::ifstream in(writeTempFile("x"));
-    EXPECT_EQ(thrownMessage([&] { engine->loadCOSUpdateFileOnMemory(in); }),
-              "COSUpdate component not initialized");
-    EXPECT_EQ(thrownMessage([&] { engine->unloadCOSUpdateFromMemory(); }),
-              "COSUpdate component not initialized");
-}
-
-TEST_F(LoaderTest, LogsTheLoadStepsWithTheirPrefixes) {
-    log->lines.clear();
-    load(threeScriptFile());
-    EXPECT_EQ(
-        log->texts(COSUPDATE_LOG_DEBUG),
-        (std::vector<std::string>{"++ COSUpdate::loadCOSUpdateFileOnMemory()",
-                                  "[COSUpdateMgr] Load XML COSUpdate file stream into memory ...",
-                                  "[COSUpdateMgr] Extracting 'COSUpdate' data from memory ...",
-                                  "-- COSUpdate::loadCOSUpdateFileOnMemory()"}));
 }
 
 }  // namespace

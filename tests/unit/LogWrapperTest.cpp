@@ -1,16 +1,15 @@
-// The log bridge as the kernel drives it: open, write, isOpened, close.
+// The log bridge as the kernel drives it: open, write, isOpened, close. The
+// text of each line (printf's, cut to 510 characters) is fuzzed; here, the
+// record, the open state, the levels and what init binds.
 
 #include <gtest/gtest.h>
 
 #include "CapturingLog.h"
 #include "ZelmarNativeCOSUpdateLogWrapper.h"
 
-namespace Zelmar {
-namespace Device {
-namespace COS {
-namespace V1_0 {
 namespace {
 
+using namespace Zelmar::Device::COS::V1_0;
 using testsupport::CapturingLog;
 using testsupport::LogLine;
 
@@ -26,41 +25,38 @@ bool kernelWrites(int level, const char* format, ...) {
 
 class LogWrapperTest : public ::testing::Test {
   protected:
-    void bind() { COSUpdateLogWrapper_init(log, &component); }
+    void SetUp() override { COSUpdateLogWrapper_init(log, &component); }
 
     std::shared_ptr<CapturingLog> log = std::make_shared<CapturingLog>();
     NATIVECOSPATCH_LOG_COMPONENT component{};
 };
 
-TEST_F(LogWrapperTest, InitFillsTheRecordInOrder) {
-    bind();
+TEST_F(LogWrapperTest, FillsTheRecordAndOpensOnceUntilReleased) {
     EXPECT_EQ(component.open, &_COSUpdateLogWrapper_open);
     EXPECT_EQ(component.isOpened, &_COSUpdateLogWrapper_isOpened);
     EXPECT_EQ(component.writeMessage, &_COSUpdateLogWrapper_writeMessage);
     EXPECT_EQ(component.close, &_COSUpdateLogWrapper_close);
-}
 
-TEST_F(LogWrapperTest, WritesNothingUntilOpened) {
-    bind();
     EXPECT_FALSE(kernelWrites(2, "hello %d", 1));
-    EXPECT_TRUE(log->lines.empty());
-}
-
-TEST_F(LogWrapperTest, OpensOnceUntilReleased) {
-    bind();
+    EXPECT_TRUE(log->lines.empty()) << "nothing is written until opened";
     EXPECT_TRUE(_COSUpdateLogWrapper_open());
     EXPECT_FALSE(_COSUpdateLogWrapper_open());
+    EXPECT_FALSE(_COSUpdateLogWrapper_close());
+    kernelWrites(3, "still open");
+    EXPECT_EQ(log->lines.size(), 1u) << "close leaves the bridge open";
+
     COSUpdateLogWrapper_release();
     EXPECT_FALSE(_COSUpdateLogWrapper_isOpened(nullptr));
     bool opened = true;
     ASSERT_TRUE(_COSUpdateLogWrapper_isOpened(&opened));
     EXPECT_FALSE(opened);
-    bind();
+    COSUpdateLogWrapper_init(log, nullptr);
+    EXPECT_FALSE(_COSUpdateLogWrapper_open()) << "a null record binds no sink";
+    COSUpdateLogWrapper_init(log, &component);
     EXPECT_TRUE(_COSUpdateLogWrapper_open());
 }
 
 TEST_F(LogWrapperTest, ASecondInitWhileOpenRepointsTheSinkButStaysOpen) {
-    bind();
     ASSERT_TRUE(_COSUpdateLogWrapper_open());
     auto second = std::make_shared<CapturingLog>();
     COSUpdateLogWrapper_init(second, &component);
@@ -70,8 +66,7 @@ TEST_F(LogWrapperTest, ASecondInitWhileOpenRepointsTheSinkButStaysOpen) {
     EXPECT_EQ(second->lines.size(), 1u);
 }
 
-TEST_F(LogWrapperTest, DeliversFormattedTextWithTranslatedLevelAndAlwaysReturnsFalse) {
-    bind();
+TEST_F(LogWrapperTest, TranslatesLevelsAlwaysReturnsFalseAndLetsASinkExceptionThrough) {
     ASSERT_TRUE(_COSUpdateLogWrapper_open());
     const struct {
         int kernelLevel;
@@ -85,40 +80,8 @@ TEST_F(LogWrapperTest, DeliversFormattedTextWithTranslatedLevelAndAlwaysReturnsF
         EXPECT_EQ(log->lines.back(),
                   (LogLine{c.expected, "apdu 00A4 #" + std::to_string(c.kernelLevel)}));
     }
-}
-
-TEST_F(LogWrapperTest, CutsLongMessagesTo510CharactersAndDropsEmptyOnes) {
-    bind();
-    ASSERT_TRUE(_COSUpdateLogWrapper_open());
-    const std::string longText(600, 'k');
-    kernelWrites(2, "%s", longText.c_str());
-    kernelWrites(2, "%s", "");
-    ASSERT_EQ(log->lines.size(), 1u);
-    EXPECT_EQ(log->lines[0].text, longText.substr(0, 510));
-}
-
-TEST_F(LogWrapperTest, CloseReportsFalseAndLeavesTheBridgeOpen) {
-    bind();
-    ASSERT_TRUE(_COSUpdateLogWrapper_open());
-    EXPECT_FALSE(_COSUpdateLogWrapper_close());
-    kernelWrites(3, "still here");
-    EXPECT_EQ(log->lines.size(), 1u);
-}
-
-TEST_F(LogWrapperTest, ANullRecordBindsNoSink) {
-    COSUpdateLogWrapper_init(log, nullptr);
-    EXPECT_FALSE(_COSUpdateLogWrapper_open());
-}
-
-TEST_F(LogWrapperTest, ASinkExceptionTravelsBackToTheKernel) {
-    bind();
-    ASSERT_TRUE(_COSUpdateLogWrapper_open());
-    log->throwAt = 1;
+    log->throwAt = log->written + 1;
     EXPECT_THROW(kernelWrites(2, "boom"), std::runtime_error);
 }
 
 }  // namespace
-}  // namespace V1_0
-}  // namespace COS
-}  // namespace Device
-}  // namespace Zelmar

@@ -8,22 +8,13 @@ namespace {
 
 using testing::Return;
 
-class SelectionTest : public EngineTest {
+class SelectionTest : public ReadyEngineTest {
   protected:
-    void SetUp() override {
-        EngineTest::SetUp();
-        createReady();
-    }
     // The script name of the entry the search selects, or "" for none.
     std::string select(const UpdateFile& file) {
         load(file);
         return engine->isUpdateAvailable() ? std::string(peer().selected()->scriptName)
                                            : std::string();
-    }
-    bool started() {
-        bool flag = false;
-        kernel().fake.seMediaManager_isStarted(&flag);
-        return flag;
     }
 };
 
@@ -43,25 +34,26 @@ ManifestEntry forCustomer(ManifestEntry entry, const std::string& customer) {
     return entry;
 }
 
-TEST_F(SelectionTest, ReadsManifestVersionsAsBase16TextOnTheirLow16Bits) {
+// A manifest version is base-16 text read on its low 16 bits; what is not a
+// number ends the search with a general error.
+TEST_F(SelectionTest, ReadsManifestVersionsAsBase16Text) {
     const struct {
         const char* text;
         uint16_t chipVersion;
-    } matching[] = {{"0x1A", 26}, {"1a", 26},        {"  1A", 26},   {"\t+0X1a", 26},
-                    {"1Azz", 26}, {"1A2B3", 0xA2B3}, {"-1", 0xFFFF}, {"00000100", 0x0100}};
-    for (const auto& c : matching) {
+        const char* selected;  // nullptr: the search throws
+    } cases[] = {{"0x1A", 26, "p1"},      {"1a", 26, "p1"},          {"  1A", 26, "p1"},
+                 {"\t+0X1a", 26, "p1"},   {"1Azz", 26, "p1"},        {"1A2B3", 0xA2B3, "p1"},
+                 {"-1", 0xFFFF, "p1"},    {"00000100", 0x100, "p1"}, {"1A", 0x1B, ""},
+                 {"zz", 26, nullptr},     {"", 26, nullptr},         {"g1", 26, nullptr},
+                 {"80000000", 0, nullptr}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         kernel().fake.chip.version = c.chipVersion;
-        EXPECT_EQ(select(withScripts({patchEntry("p1", c.text)})), "p1");
-    }
-    kernel().fake.chip.version = 0x1B;
-    EXPECT_EQ(select(withScripts({patchEntry("p1", "1A")})), "");
-}
-
-TEST_F(SelectionTest, AVersionThatIsNotANumberEndsTheSearchWithAGeneralError) {
-    for (const char* text : {"zz", "", "g1", "80000000"}) {
-        SCOPED_TRACE(text);
-        load(withScripts({patchEntry("p1", text)}));
+        if (c.selected != nullptr) {
+            EXPECT_EQ(select(withScripts({patchEntry("p1", c.text)})), c.selected);
+            continue;
+        }
+        load(withScripts({patchEntry("p1", c.text)}));
         log->lines.clear();
         EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
                   "Exception detected during COSUpdate::isUpdateAvailable()");
@@ -147,22 +139,6 @@ TEST_F(SelectionTest, ReadsIdsUpToTheirNulButNeverPastTheBuffer) {
     EXPECT_EQ(peer().platformId(), std::string(128, 'X'));
 }
 
-// Kernel refusals before the search are swept by the fault matrix; these are
-// the states a caller can get wrong.
-TEST_F(SelectionTest, RefusesToSearchWithoutItsPrerequisites) {
-    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }), "No COSUpdate file loaded");
-    load(withScripts({patchEntry("p1", "0100")}));
-    EXPECT_CALL(kernel().mock, seContextManager_getCOSTagAIDSize)
-        .WillOnce(testing::DoAll(testing::SetArgPointee<1>(0), Return(true)));
-    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
-              " AID for COS FE tag not defined");
-    EXPECT_EQ(kernel().count("seMediaManager_start"), 0u);
-    EXPECT_TRUE(log->texts(COSUPDATE_LOG_WARNING).empty());
-    engine->release();
-    EXPECT_EQ(thrownMessage([&] { engine->isUpdateAvailable(); }),
-              "COSUpdate component not initialized");
-}
-
 TEST_F(SelectionTest, AChipReadFailureIsLoggedStopsTheSEMediaAndIsRethrown) {
     load(withScripts({patchEntry("p1", "0100")}));
     kernel().failNext("seContextManager_readCOSCustomerId");
@@ -173,16 +149,6 @@ TEST_F(SelectionTest, AChipReadFailureIsLoggedStopsTheSEMediaAndIsRethrown) {
                          "CustomerId"));
     EXPECT_FALSE(started());
     EXPECT_EQ(peer().platformId(), "PLAT-A") << "what was read stays cached";
-}
-
-TEST_F(SelectionTest, NamesScriptTypesForTheLog) {
-    EXPECT_EQ(peer().typeName(0), "Unknown");
-    EXPECT_EQ(peer().typeName(1), "Patch");
-    EXPECT_EQ(peer().typeName(2), "Service");
-    EXPECT_EQ(peer().typeName(3), "??");
-    EXPECT_EQ(peer().typeName(-7), "??");
-    EXPECT_EQ(thrownMessage([&] { peer().isServiceAlreadyDeployed(nullptr); }),
-              "No manifest script entry selected -> unable to check service status");
 }
 
 }  // namespace
