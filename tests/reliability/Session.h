@@ -17,29 +17,22 @@ namespace reliability {
 
 struct OpRecord {
     std::string name;
-    size_t firstKernelCall = 0;  // journal index of the operation's first kernel call
-    size_t kernelCalls = 0;
-    size_t firstSinkLine = 0;    // index in the sink's lines
-    std::string outcome;         // "ok", "true", "false", "result:N", "throw:TEXT", "foreign:TEXT"
-    bool startedBefore = false;  // SE media started flag of the bridge
-    bool startedAfter = false;
+    size_t firstKernelCall = 0, kernelCalls = 0;  // in the kernel's journal
+    size_t firstSinkLine = 0;
+    std::string outcome;  // "ok", "true", "false", "result:N", "throw:TEXT", "foreign:TEXT"
+    bool startedBefore = false, startedAfter = false;  // the bridge's SE media flag
 };
 
-struct SessionRun {
-    std::vector<OpRecord> ops;
-    std::vector<std::string> violations;
-};
+// Create, initialize, register the FE/FC/FD AIDs, load the three-script file,
+// check, update, read FC and FD, unload, release, destroy; without an engine
+// the rest is skipped. Returns the operations and adds to `violations` what
+// must hold whatever failed: no kernel object leaked or freed twice.
+std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog>& log,
+                                 const std::shared_ptr<testsupport::FakeTransport>& transport,
+                                 std::vector<std::string>& violations);
 
-// Construct, initialize, register AIDs, load the three-script file, check, run
-// the update, read FC and FD, unload, release and destroy. An operation that
-// cannot run (no engine) is skipped. Invariants that hold whatever failed are
-// checked here: nothing leaked or freed twice, only the library's exception
-// type (or the caller's own) leaves an operation, release and destruction work.
-SessionRun runSession(const std::shared_ptr<testsupport::CapturingLog>& log,
-                      const std::shared_ptr<testsupport::FakeTransport>& transport);
-
-// Runs `body` in a forked child and returns the violations it reported; a
-// child that dies is a violation of its own.
+// Runs `body` in a forked child and returns the lines it reported; a child
+// that dies adds a violation of its own.
 std::vector<std::string> inChild(const std::function<std::vector<std::string>()>& body);
 
 }  // namespace reliability
