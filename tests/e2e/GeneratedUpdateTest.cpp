@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 
@@ -25,7 +26,8 @@ TEST(GeneratedUpdate, HundredThousandEntriesAndLargeImagesDeploy) {
     Bench bench;
     const auto start = std::chrono::steady_clock::now();
 
-    EXPECT_EQ(bench.startEngine(path).doUpdate(), 1) << bench.log().dump();
+    EXPECT_EQ(bench.startEngine(path).doUpdate(), 1) << bench.log().text;
+    std::remove(path.c_str());
 
     const auto elapsed = std::chrono::steady_clock::now() - start;
     cosim::ChipState expected = cosim::ChipState::factoryDefault();

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <iostream>
 
 #include "E2eSupport.h"
@@ -69,7 +68,7 @@ std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEng
     }
     if ((second != 0 && second != 1) || third != 0) {
         return "runs returned " + std::to_string(second) + ", " + std::to_string(third) + "\n" +
-               bench.log().dump();
+               bench.log().text;
     }
     return bench.chip().state() == untorn ? "" : "ends as " + cosim::describe(bench.chip().state());
 }
@@ -78,7 +77,7 @@ class TearConvergence : public ::testing::TestWithParam<cosim::FaultKind> {};
 
 TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack) {
     Bench untorn;
-    ASSERT_EQ(untorn.startEngine(kUpdate).doUpdate(), 1) << untorn.log().dump();
+    ASSERT_EQ(untorn.startEngine(kUpdate).doUpdate(), 1) << untorn.log().text;
     untorn.stopEngine();  // one engine at a time in a process
     const uint64_t exchanges = untorn.media().exchangeCount();
     ASSERT_GT(exchanges, 20u);
@@ -104,9 +103,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, TearConvergence,
                                            cosim::FaultKind::PowerLossTruncatedResponse),
                          [](const ::testing::TestParamInfo<cosim::FaultKind>& info) {
                              std::string name = cosim::faultKindName(info.param);
-                             for (char& c : name) {
-                                 c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                             }
+                             std::replace(name.begin(), name.end(), ' ', '_');
                              return name;
                          });
 
