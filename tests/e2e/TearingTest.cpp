@@ -16,14 +16,6 @@ namespace {
 
 const std::string kUpdate = examplePath("update.xml");
 
-int doUpdateCatching(api::COSUpdateInterface& engine) {
-    try {
-        return engine.doUpdate();
-    } catch (const api::COSUpdateException&) {
-        return -100;
-    }
-}
-
 // Tears the update at `exchange` and re-runs it twice; empty when all is well.
 // Counts the chip states it watched in `checks`.
 std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEngine,
@@ -46,29 +38,32 @@ std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEng
         [&](uint64_t index, const cosim::Bytes&, const cosim::Bytes&) {
             forwardOnly("exchange " + std::to_string(index));
         });
-    auto& engine = bench.startEngine(kUpdate);
+    api::COSUpdateInterface* engine = &bench.startEngine(kUpdate);
     cosim::Fault tear = cosim::Fault::powerLoss(exchange, mode);
     tear.keptBytes = 3;
     bench.media().injectFault(tear);
-
-    const int torn = doUpdateCatching(engine);
-    forwardOnly("the end of the torn run");  // the torn exchange itself is not observed
-    auto& rerun = freshEngine ? bench.startEngine(kUpdate) : engine;
-    const int second = doUpdateCatching(rerun);
-    forwardOnly("the end of the re-run");
-    const int third = doUpdateCatching(rerun);
-    forwardOnly("the end of the third run");
+    int results[3];  // the torn run, the re-run, a third run
+    for (int run = 0; run < 3; ++run) {
+        engine = run == 1 && freshEngine ? &bench.startEngine(kUpdate) : engine;
+        try {
+            results[run] = engine->doUpdate();
+        } catch (const api::COSUpdateException&) {
+            results[run] = -100;
+        }
+        // The torn exchange itself is not observed.
+        forwardOnly("the end of run " + std::to_string(run + 1));
+    }
     bench.media().setExchangeObserver(nullptr);
 
     if (bench.media().powerLossCount() != 1) {
-        return "the tear never happened (the run returned " + std::to_string(torn) + ")";
+        return "the tear never happened (the run returned " + std::to_string(results[0]) + ")";
     }
     if (!wentBack.empty()) {
         return wentBack;
     }
-    if ((second != 0 && second != 1) || third != 0) {
-        return "runs returned " + std::to_string(second) + ", " + std::to_string(third) + "\n" +
-               bench.log().text;
+    if ((results[1] != 0 && results[1] != 1) || results[2] != 0) {
+        return "runs returned " + std::to_string(results[1]) + ", " + std::to_string(results[2]) +
+               "\n" + bench.log().text;
     }
     return bench.chip().state() == untorn ? "" : "ends as " + cosim::describe(bench.chip().state());
 }

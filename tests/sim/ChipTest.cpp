@@ -1,15 +1,19 @@
-// The chip's loader commits a patch only complete, with its CRC-32, on its
-// base; the CRC is zlib's, however the image is split.
+// The simulated chip: its loader commits a patch only complete, with its
+// CRC-32 (zlib's, however the image is split), on its base; a corrupt state
+// file is refused with its line; cosupdate-gen writes deterministic files.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "UpdateFileGenerator.h"
 #include "cosim/Chip.h"
 #include "cosim/Crc32.h"
 #include "cosim/Protocol.h"
+#include "cosim/StateFile.h"
 #include "cosim/StatusWords.h"
 
 namespace cosim {
@@ -60,13 +64,44 @@ TEST(Crc32, IsTheStandardOneForAnySplit) {
     for (size_t i = 0; i < data.size(); ++i) {
         data[i] = static_cast<uint8_t>((i * 2654435761u) >> 13);
     }
-    for (size_t piece : {1, 7, 256, 1036}) {
+    for (size_t piece = 1; piece <= 17; ++piece) {
         Crc32 crc;
         for (size_t offset = 0; offset < data.size(); offset += piece) {
             crc.update(&data[offset], std::min(piece, data.size() - offset));
         }
         EXPECT_EQ(crc.value(), crc32(data.data(), data.size())) << "pieces of " << piece;
     }
+}
+
+TEST(StateFile, CorruptFileIsRefusedWithItsLine) {
+    const std::string head = "platform-id P\ncos-version 0100\n";
+    for (const auto& [text, error] : std::initializer_list<std::pair<std::string, const char*>>{
+             {head + "colour blue\nfd 00000000\n", "line 3: unknown key 'colour'"},
+             {"platform-id P\ncos-version 01G0\nfd 00000000\n", "line 2: not a hex digit"},
+             {head + "fd 000000\n", "line 3: fd needs exactly 4"},
+             {head + "fd 00000000\nplatform-id Q\n", "line 4: 'platform-id' given twice"},
+             {"cos-version 0100\nfd 00000000\n", "'platform-id' missing"}}) {
+        try {
+            parseState(text);
+            ADD_FAILURE() << "accepted:\n" << text;
+        } catch (const StateFileError& e) {
+            EXPECT_NE(std::string(e.what()).find(error), std::string::npos) << e.what();
+        }
+    }
+}
+
+TEST(Generator, IsDeterministic) {
+    const auto generate = [](uint32_t seed) {
+        GeneratorOptions options;
+        options.extraEntries = 50;
+        options.imageSize = 1000;
+        options.seed = seed;
+        std::ostringstream out;
+        writeUpdateFile(options, out);
+        return out.str();
+    };
+    EXPECT_EQ(generate(1), generate(1));
+    EXPECT_NE(generate(1), generate(2));
 }
 
 }  // namespace

@@ -88,8 +88,6 @@ TEST_F(Kernel, XmlFaultsAreRefusedWithWhatAndWhere) {
         {Loader::Consistency,
          "<script>\n<open aid='F05A4C4D00FE'/>\n<open aid='F05A4C4D00FE'/></script>",
          "line 3: <open> while the connection opened on line 2"},
-        {Loader::Multiscript, "<COSUpdate>\n<manifest>\n</COSUpdate>",
-         "update file, line 2: not well-formed"},
         {Loader::Multiscript, "<COSUpdate>\n\n<extras/></COSUpdate>",
          "line 3: unknown element <extras>"},
         {Loader::Multiscript, updateFile("<entry scriptname='a'/>\n"),
