@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 
 #include "EngineTest.h"
 #include "ZelmarNativeCOSUpdateSEMediaWrapper.h"
@@ -17,10 +16,29 @@ using kerneldouble::KernelDouble;
 
 namespace {
 
+const std::string kTransportForeign = "foreign:unexpected transport failure";
+const std::string kSinkForeign = "foreign:log sink failure";
+
 bool seMediaStarted() {
     bool started = false;
     _COSUpdateSEMediaWrapper_isStarted(&started);
     return started;
+}
+
+// The SE media may stay started only where the engine's contract lets it: a
+// stop the kernel refused, a transport that failed while stopping, or an
+// exception of the caller's own that nothing catches.
+bool mayLeaveSEMediaStarted(const std::string& outcome, const testsupport::CapturingLog& log,
+                            size_t firstLine) {
+    const std::string stopFailed =
+        "[COSUpdateLib] COSUpdateException on _COSUpdateSEMediaWrapper_stop()";
+    for (size_t i = firstLine; i < log.lines.size(); ++i) {
+        const std::string& text = log.lines[i].text;
+        if (text == "Unable to stop SEMedia" || text.rfind(stopFailed, 0) == 0) {
+            return true;
+        }
+    }
+    return outcome == kTransportForeign || outcome == kSinkForeign;
 }
 
 std::function<std::string()> ok(std::function<void()> action) {
@@ -72,11 +90,9 @@ std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog
         if (!engine && name != "create") {
             continue;
         }
-        OpRecord op;
-        op.name = name;
-        op.firstKernelCall = kernel.journal.size();
-        op.firstSinkLine = log->lines.size();
-        op.startedBefore = seMediaStarted();
+        OpRecord op{name, kernel.journal.size(), 0, ""};
+        const size_t firstLine = log->lines.size();
+        const bool startedBefore = seMediaStarted();
         try {
             op.outcome = action();
         } catch (const COSUpdateException& e) {
@@ -84,8 +100,15 @@ std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog
         } catch (const std::exception& e) {
             op.outcome = std::string("foreign:") + e.what();
         }
-        op.startedAfter = seMediaStarted();
         op.kernelCalls = kernel.journal.size() - op.firstKernelCall;
+        if (seMediaStarted() != startedBefore &&
+            !mayLeaveSEMediaStarted(op.outcome, *log, firstLine)) {
+            violations.push_back(name + " changed the SE media state (" + op.outcome + ")");
+        }
+        if (op.outcome.rfind("foreign:", 0) == 0 && op.outcome != kTransportForeign &&
+            op.outcome != kSinkForeign) {
+            violations.push_back(name + " let out " + op.outcome);
+        }
         ops.push_back(op);
     }
     engine.reset();
@@ -101,33 +124,24 @@ std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog
 }
 
 std::vector<std::string> inChild(const std::function<std::vector<std::string>()>& body) {
-    int channel[2];
-    if (pipe(channel) != 0) {
-        return {"pipe failed"};
-    }
+    const std::string path = "/tmp/cosupdate-child-" + std::to_string(getpid()) + ".txt";
+    std::remove(path.c_str());
     const pid_t child = fork();
     if (child == 0) {
-        close(channel[0]);
-        std::string text;
+        std::ofstream out(path);
         for (const auto& line : body()) {
-            text += line + '\n';
+            out << line << '\n';
         }
-        _exit(write(channel[1], text.data(), text.size()) == ssize_t(text.size()) ? 0 : 3);
+        _exit(out.flush() ? 0 : 3);
     }
-    close(channel[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; (n = read(channel[0], buffer, sizeof(buffer))) > 0;) {
-        text.append(buffer, static_cast<size_t>(n));
-    }
-    close(channel[0]);
     int status = 0;
     waitpid(child, &status, 0);
     std::vector<std::string> lines;
-    std::istringstream in(text);
+    std::ifstream in(path);
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
     }
+    std::remove(path.c_str());
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         lines.push_back("child died (status " + std::to_string(status) + ")");
     }

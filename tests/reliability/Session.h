@@ -1,6 +1,6 @@
 // A realistic session against the kernel test double, operation by operation,
-// with what each operation left behind, and a way to run it in a child
-// process so that each run starts with fresh module state.
+// and a way to run it in a child process so that each run starts with fresh
+// module state.
 
 #ifndef TESTS_RELIABILITY_SESSION_H
 #define TESTS_RELIABILITY_SESSION_H
@@ -18,21 +18,21 @@ namespace reliability {
 struct OpRecord {
     std::string name;
     size_t firstKernelCall = 0, kernelCalls = 0;  // in the kernel's journal
-    size_t firstSinkLine = 0;
     std::string outcome;  // "ok", "true", "false", "result:N", "throw:TEXT", "foreign:TEXT"
-    bool startedBefore = false, startedAfter = false;  // the bridge's SE media flag
 };
 
 // Create, initialize, register the FE/FC/FD AIDs, load the three-script file,
 // check, update, read FC and FD, unload, release, destroy; without an engine
-// the rest is skipped. Returns the operations and adds to `violations` what
-// must hold whatever failed: no kernel object leaked or freed twice.
+// the rest is skipped. Adds to `violations` what must not happen whatever
+// failed: a kernel object leaked or freed twice, an exception other than the
+// library's or the caller's own let out, the SE media left otherwise than
+// found where the engine's contract does not allow it.
 std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog>& log,
                                  const std::shared_ptr<testsupport::FakeTransport>& transport,
                                  std::vector<std::string>& violations);
 
-// Runs `body` in a forked child and returns the lines it reported; a child
-// that dies adds a violation of its own.
+// Runs `body` in a forked child and returns the lines it returned; a child
+// that dies adds a line of its own.
 std::vector<std::string> inChild(const std::function<std::vector<std::string>()>& body);
 
 }  // namespace reliability
