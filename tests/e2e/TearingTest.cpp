@@ -95,12 +95,7 @@ TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack)
 INSTANTIATE_TEST_SUITE_P(Modes, TearConvergence,
                          ::testing::Values(cosim::FaultKind::PowerLossBeforeChip,
                                            cosim::FaultKind::PowerLossAfterExecution,
-                                           cosim::FaultKind::PowerLossTruncatedResponse),
-                         [](const ::testing::TestParamInfo<cosim::FaultKind>& info) {
-                             std::string name = cosim::faultKindName(info.param);
-                             std::replace(name.begin(), name.end(), ' ', '_');
-                             return name;
-                         });
+                                           cosim::FaultKind::PowerLossTruncatedResponse));
 
 }  // namespace
 }  // namespace e2e

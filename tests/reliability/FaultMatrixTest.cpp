@@ -72,58 +72,6 @@ std::string expectedOutcome(const std::string& op, const std::string& call, size
     return it == kByCall.end() ? "" : it->second;
 }
 
-enum class Fault { Kernel, TransportCOSUpdate, TransportOther, Sink };
-
-// Runs the session in a child for k = 1, 2, ... with the k-th call of the kind
-// `fault` failing, until a run that met no fault. Reports the session's
-// violations of every run, and those `check` finds (also on the run without a
-// fault); returns the number of faults injected.
-size_t sweep(const char* matrix, Fault fault,
-             std::vector<std::string> (*check)(size_t k, const std::vector<OpRecord>&)) {
-    size_t injected = 0, violations = 0;
-    for (size_t k = 1;; ++k) {
-        bool faultHit = true;
-        for (const auto& line : inChild([&] {
-                 KernelDouble::reset();
-                 auto log = std::make_shared<CapturingLog>();
-                 auto transport = std::make_shared<FakeTransport>();
-                 KernelDouble::instance().failAt = fault == Fault::Kernel ? k : 0;
-                 log->throwAt = fault == Fault::Sink ? k : 0;
-                 transport->throwAt =
-                     fault == Fault::TransportCOSUpdate || fault == Fault::TransportOther ? k : 0;
-                 transport->throwKind = fault == Fault::TransportOther
-                                            ? FakeTransport::Throw::Other
-                                            : FakeTransport::Throw::COSUpdate;
-                 std::vector<std::string> found;
-                 const auto ops = runSession(log, transport, found);
-                 if (check) {
-                     const auto more = check(k, ops);
-                     found.insert(found.end(), more.begin(), more.end());
-                 }
-                 if (!KernelDouble::instance().faultHit &&
-                     (transport->throwAt == 0 || transport->calls.size() < k) &&
-                     (log->throwAt == 0 || log->written < k)) {
-                     found.push_back(kNoFault);
-                 }
-                 return found;
-             })) {
-            if (line == kNoFault) {
-                faultHit = false;
-            } else {
-                ADD_FAILURE() << matrix << ", k=" << k << ": " << line;
-                ++violations;
-            }
-        }
-        if (!faultHit) {
-            break;
-        }
-        ++injected;
-    }
-    std::printf("[fault matrix] %s: %zu call sites tried, %zu failures injected, %zu violations\n",
-                matrix, injected, injected, violations);
-    return injected;
-}
-
 // The operation that met the k-th kernel call failing must end as that failure
 // says; in the run that met no fault, every operation as it does untouched.
 std::vector<std::string> checkKernelFault(size_t k, const std::vector<OpRecord>& ops) {
@@ -153,14 +101,64 @@ std::vector<std::string> checkKernelFault(size_t k, const std::vector<OpRecord>&
     return found;
 }
 
+enum class Fault { Kernel, TransportCOSUpdate, TransportOther, Sink };
+
+// Runs the session in a child for k = 1, 2, ... with the k-th call of the kind
+// `fault` failing, until a run that met no fault. Reports the session's
+// violations of every run, and for the kernel those checkKernelFault finds
+// (also on the run without a fault); returns the number of faults injected.
+size_t sweep(const char* matrix, Fault fault) {
+    size_t injected = 0, violations = 0;
+    for (size_t k = 1;; ++k) {
+        bool faultHit = true;
+        for (const auto& line : inChild([&] {
+                 KernelDouble::reset();
+                 auto log = std::make_shared<CapturingLog>();
+                 auto transport = std::make_shared<FakeTransport>();
+                 KernelDouble::instance().failAt = fault == Fault::Kernel ? k : 0;
+                 log->throwAt = fault == Fault::Sink ? k : 0;
+                 transport->throwAt =
+                     fault == Fault::TransportCOSUpdate || fault == Fault::TransportOther ? k : 0;
+                 transport->throwKind = fault == Fault::TransportOther
+                                            ? FakeTransport::Throw::Other
+                                            : FakeTransport::Throw::COSUpdate;
+                 std::vector<std::string> found;
+                 const auto ops = runSession(log, transport, found);
+                 const auto more =
+                     fault == Fault::Kernel ? checkKernelFault(k, ops) : std::vector<std::string>{};
+                 found.insert(found.end(), more.begin(), more.end());
+                 if (!KernelDouble::instance().faultHit &&
+                     (transport->throwAt == 0 || transport->calls.size() < k) &&
+                     (log->throwAt == 0 || log->written < k)) {
+                     found.push_back(kNoFault);
+                 }
+                 return found;
+             })) {
+            if (line == kNoFault) {
+                faultHit = false;
+            } else {
+                ADD_FAILURE() << matrix << ", k=" << k << ": " << line;
+                ++violations;
+            }
+        }
+        if (!faultHit) {
+            break;
+        }
+        ++injected;
+    }
+    std::printf("[fault matrix] %s: %zu call sites tried, %zu failures injected, %zu violations\n",
+                matrix, injected, injected, violations);
+    return injected;
+}
+
 // A transport or sink fault has no single expected message: it reaches the
 // engine as a failed kernel call, a refused stop or the caller's own
 // exception. The general invariants must hold for every one of them.
 TEST(FaultMatrix, EveryKernelTransportAndLogCallFailingInTurn) {
-    EXPECT_GT(sweep("kernel", Fault::Kernel, checkKernelFault), 60u);
-    EXPECT_GT(sweep("transport, COSUpdateException", Fault::TransportCOSUpdate, nullptr), 20u);
-    EXPECT_GT(sweep("transport, other exception", Fault::TransportOther, nullptr), 20u);
-    EXPECT_GT(sweep("log sink", Fault::Sink, nullptr), 100u);
+    EXPECT_GT(sweep("kernel", Fault::Kernel), 60u);
+    EXPECT_GT(sweep("transport, COSUpdateException", Fault::TransportCOSUpdate), 20u);
+    EXPECT_GT(sweep("transport, other exception", Fault::TransportOther), 20u);
+    EXPECT_GT(sweep("log sink", Fault::Sink), 100u);
 }
 
 }  // namespace

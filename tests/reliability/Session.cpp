@@ -61,18 +61,15 @@ std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog
     const std::string path = "/tmp/cosupdate-fault-" + std::to_string(getpid()) + ".xml";
     std::ofstream(path, std::ios::binary) << text;
     std::unique_ptr<COSUpdateInterface> engine;
+    const std::vector<uint8_t> feAid = testsupport::kFeAid, fcAid{0xA0, 0, 0xFC},
+                               fdAid{0xA0, 0, 0xFD};
     std::vector<uint8_t> info;
     const std::vector<std::pair<std::string, std::function<std::string()>>> steps = {
         {"create", ok([&] { engine = COSUpdateFactory::create(log); })},
         {"initialize", ok([&] { engine->initialize(transport); })},
-        {"setAID FE",
-         ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FE, testsupport::kFeAid); })},
-        {"setAID FC", ok([&] {
-             engine->setCOSUpdateTagAID(COSUPDATE_TAG_FC, {0xA0, 0, 0xFC});
-         })},
-        {"setAID FD", ok([&] {
-             engine->setCOSUpdateTagAID(COSUPDATE_TAG_FD, {0xA0, 0, 0xFD});
-         })},
+        {"setAID FE", ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FE, feAid); })},
+        {"setAID FC", ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FC, fcAid); })},
+        {"setAID FD", ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FD, fdAid); })},
         {"load", ok([&] {
              std::ifstream file(path, std::ios::binary);
              engine->loadCOSUpdateFileOnMemory(file);
