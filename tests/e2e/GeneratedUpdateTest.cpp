@@ -17,10 +17,9 @@ TEST(GeneratedUpdate, HundredThousandEntriesAndLargeImagesDeploy) {
     options.extraEntries = 100000;
     options.imageSize = 256 * 1024;
     const std::string path = ::testing::TempDir() + "/e2e-generated-update.xml";
-    {
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        cosim::writeUpdateFile(options, file);
-    }
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    cosim::writeUpdateFile(options, file);
+    file.close();
     Bench bench;
     EXPECT_EQ(bench.startEngine(path).doUpdate(), 1) << bench.log().text;
     std::remove(path.c_str());

@@ -68,6 +68,12 @@ std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEng
     return bench.chip().state() == untorn ? "" : "ends as " + cosim::describe(bench.chip().state());
 }
 
+std::string modeName(const ::testing::TestParamInfo<cosim::FaultKind>& info) {
+    std::string name = cosim::faultKindName(info.param);
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
+}
+
 class TearConvergence : public ::testing::TestWithParam<cosim::FaultKind> {};
 
 TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack) {
@@ -76,8 +82,7 @@ TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack)
     untorn.stopEngine();  // one engine at a time in a process
     const uint64_t exchanges = untorn.media().exchangeCount();
     ASSERT_GT(exchanges, 20u);
-    uint64_t tried = 0;
-    uint64_t checks = 0;
+    uint64_t tried = 0, checks = 0;
     for (bool freshEngine : {false, true}) {
         for (uint64_t exchange = 1; exchange <= exchanges; ++exchange, ++tried) {
             EXPECT_EQ(
@@ -95,7 +100,8 @@ TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack)
 INSTANTIATE_TEST_SUITE_P(Modes, TearConvergence,
                          ::testing::Values(cosim::FaultKind::PowerLossBeforeChip,
                                            cosim::FaultKind::PowerLossAfterExecution,
-                                           cosim::FaultKind::PowerLossTruncatedResponse));
+                                           cosim::FaultKind::PowerLossTruncatedResponse),
+                         modeName);
 
 }  // namespace
 }  // namespace e2e

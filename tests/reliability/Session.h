@@ -1,6 +1,5 @@
 // A realistic session against the kernel test double, operation by operation,
-// and a way to run it in a child process so that each run starts with fresh
-// module state.
+// and a child process to run it in with fresh module state.
 
 #ifndef TESTS_RELIABILITY_SESSION_H
 #define TESTS_RELIABILITY_SESSION_H
@@ -21,12 +20,11 @@ struct OpRecord {
     std::string outcome;  // "ok", "true", "false", "result:N", "throw:TEXT", "foreign:TEXT"
 };
 
-// Create, initialize, register the FE/FC/FD AIDs, load the three-script file,
-// check, update, read FC and FD, unload, release, destroy; without an engine
-// the rest is skipped. Adds to `violations` what must not happen whatever
-// failed: a kernel object leaked or freed twice, an exception other than the
-// library's or the caller's own let out, the SE media left otherwise than
-// found where the engine's contract does not allow it.
+// Create, initialize, set the FE/FC/FD AIDs, load the three-script file, check,
+// update, read FC and FD, unload, release, destroy (the rest skipped without
+// an engine). Adds to `violations` a kernel object leaked or freed twice, an
+// exception let out other than the library's or the caller's own, and the SE
+// media left changed where the engine's contract does not allow it.
 std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog>& log,
                                  const std::shared_ptr<testsupport::FakeTransport>& transport,
                                  std::vector<std::string>& violations);
