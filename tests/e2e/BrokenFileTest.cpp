@@ -40,7 +40,7 @@ TEST(BrokenUpdateFile, EachIsRefusedWithItsMessage) {
 
         EXPECT_THROW(bench.load(file.path().string()), api::COSUpdateException);
 
-        EXPECT_TRUE(bench.log().contains(message->second)) << bench.log().dump();
+        EXPECT_TRUE(bench.log().contains(message->second)) << bench.log().text;
         EXPECT_THROW(engine.doUpdate(), api::COSUpdateException);  // nothing kept
         EXPECT_EQ(bench.chip().state(), cosim::ChipState::factoryDefault());
         ++tried;

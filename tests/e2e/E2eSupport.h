@@ -4,12 +4,13 @@
 #ifndef COSUPDATE_E2E_SUPPORT_H
 #define COSUPDATE_E2E_SUPPORT_H
 
+#include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosim/Chip.h"
+#include "cosim/Protocol.h"
 #include "cosim/SimulatedSEMedia.h"
 
 namespace e2e {
@@ -18,26 +19,49 @@ namespace api = Zelmar::Device::COS::V1_0;
 
 class CapturingLog : public api::COSUpdateLogInterface {
   public:
-    void writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) override;
-    bool contains(const std::string& text) const;
-    std::string dump() const;  // for failure messages
-
-  private:
-    std::vector<std::string> m_lines;
+    void writeLogMessage(api::COSUpdateLogLevel level, const std::string& message) override {
+        text += std::to_string(level) + " " + message + "\n";
+    }
+    bool contains(const std::string& part) const { return text.find(part) != std::string::npos; }
+    std::string text;  // one "LEVEL message" line per message
 };
 
-std::string examplePath(const std::string& name);
+inline std::string examplePath(const std::string& name) {
+    return std::string(COSUPDATE_EXAMPLES_DIR) + "/" + name;
+}
 
 // One chip, its transport and at most one engine at a time.
 class Bench {
   public:
-    explicit Bench(cosim::ChipState state = cosim::ChipState::factoryDefault());
+    explicit Bench(cosim::ChipState state = cosim::ChipState::factoryDefault())
+        : m_chip(std::make_shared<cosim::Chip>(std::move(state))),
+          m_media(std::make_shared<cosim::SimulatedSEMedia>(m_chip)) {}
 
-    // Creates, initialises and configures (FC, FD, FE AIDs) a new engine with
-    // a new log, replacing the previous engine, and loads `updateFile` if given.
-    api::COSUpdateInterface& startEngine(const std::string& updateFile = "");
-    void stopEngine();
-    void load(const std::string& updateFile);
+    // Replaces the engine with a new one with a new log, initialised and
+    // configured (FC, FD, FE AIDs), and loads `updateFile` if given.
+    api::COSUpdateInterface& startEngine(const std::string& updateFile = "") {
+        stopEngine();
+        m_log = std::make_shared<CapturingLog>();
+        m_engine = api::COSUpdateFactory::create(m_log);
+        m_engine->initialize(m_media);
+        m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FC, cosim::aid::kFC);
+        m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FD, cosim::aid::kFD);
+        m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FE, cosim::aid::kFE);
+        if (!updateFile.empty()) {
+            load(updateFile);
+        }
+        return *m_engine;
+    }
+    void stopEngine() {
+        if (m_engine) {
+            m_engine->release();
+            m_engine.reset();
+        }
+    }
+    void load(const std::string& updateFile) {
+        std::ifstream file(updateFile, std::ios::binary);
+        m_engine->loadCOSUpdateFileOnMemory(file);
+    }
 
     cosim::Chip& chip() { return *m_chip; }
     cosim::SimulatedSEMedia& media() { return *m_media; }

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <iostream>
 
 #include "E2eSupport.h"
@@ -16,14 +15,6 @@ namespace e2e {
 namespace {
 
 const std::string kUpdate = examplePath("update.xml");
-
-int doUpdateCatching(api::COSUpdateInterface& engine) {
-    try {
-        return engine.doUpdate();
-    } catch (const api::COSUpdateException&) {
-        return -100;
-    }
-}
 
 // Tears the update at `exchange` and re-runs it twice; empty when all is well.
 // Counts the chip states it watched in `checks`.
@@ -47,43 +38,51 @@ std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEng
         [&](uint64_t index, const cosim::Bytes&, const cosim::Bytes&) {
             forwardOnly("exchange " + std::to_string(index));
         });
-    auto& engine = bench.startEngine(kUpdate);
+    api::COSUpdateInterface* engine = &bench.startEngine(kUpdate);
     cosim::Fault tear = cosim::Fault::powerLoss(exchange, mode);
     tear.keptBytes = 3;
     bench.media().injectFault(tear);
-
-    const int torn = doUpdateCatching(engine);
-    forwardOnly("the end of the torn run");  // the torn exchange itself is not observed
-    auto& rerun = freshEngine ? bench.startEngine(kUpdate) : engine;
-    const int second = doUpdateCatching(rerun);
-    forwardOnly("the end of the re-run");
-    const int third = doUpdateCatching(rerun);
-    forwardOnly("the end of the third run");
+    int results[3];  // the torn run, the re-run, a third run
+    for (int run = 0; run < 3; ++run) {
+        engine = run == 1 && freshEngine ? &bench.startEngine(kUpdate) : engine;
+        try {
+            results[run] = engine->doUpdate();
+        } catch (const api::COSUpdateException&) {
+            results[run] = -100;
+        }
+        // The torn exchange itself is not observed.
+        forwardOnly("the end of run " + std::to_string(run + 1));
+    }
     bench.media().setExchangeObserver(nullptr);
 
     if (bench.media().powerLossCount() != 1) {
-        return "the tear never happened (the run returned " + std::to_string(torn) + ")";
+        return "the tear never happened (the run returned " + std::to_string(results[0]) + ")";
     }
     if (!wentBack.empty()) {
         return wentBack;
     }
-    if ((second != 0 && second != 1) || third != 0) {
-        return "runs returned " + std::to_string(second) + ", " + std::to_string(third) + "\n" +
-               bench.log().dump();
+    if ((results[1] != 0 && results[1] != 1) || results[2] != 0) {
+        return "runs returned " + std::to_string(results[1]) + ", " + std::to_string(results[2]) +
+               "\n" + bench.log().text;
     }
     return bench.chip().state() == untorn ? "" : "ends as " + cosim::describe(bench.chip().state());
+}
+
+std::string modeName(const ::testing::TestParamInfo<cosim::FaultKind>& info) {
+    std::string name = cosim::faultKindName(info.param);
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
 }
 
 class TearConvergence : public ::testing::TestWithParam<cosim::FaultKind> {};
 
 TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack) {
     Bench untorn;
-    ASSERT_EQ(untorn.startEngine(kUpdate).doUpdate(), 1) << untorn.log().dump();
+    ASSERT_EQ(untorn.startEngine(kUpdate).doUpdate(), 1) << untorn.log().text;
     untorn.stopEngine();  // one engine at a time in a process
     const uint64_t exchanges = untorn.media().exchangeCount();
     ASSERT_GT(exchanges, 20u);
-    uint64_t tried = 0;
-    uint64_t checks = 0;
+    uint64_t tried = 0, checks = 0;
     for (bool freshEngine : {false, true}) {
         for (uint64_t exchange = 1; exchange <= exchanges; ++exchange, ++tried) {
             EXPECT_EQ(
@@ -102,13 +101,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, TearConvergence,
                          ::testing::Values(cosim::FaultKind::PowerLossBeforeChip,
                                            cosim::FaultKind::PowerLossAfterExecution,
                                            cosim::FaultKind::PowerLossTruncatedResponse),
-                         [](const ::testing::TestParamInfo<cosim::FaultKind>& info) {
-                             std::string name = cosim::faultKindName(info.param);
-                             for (char& c : name) {
-                                 c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                             }
-                             return name;
-                         });
+                         modeName);
 
 }  // namespace
 }  // namespace e2e

@@ -8,13 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <memory>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "CapturingLog.h"
 #include "FakeTransport.h"
@@ -26,14 +21,13 @@ namespace {
 
 using namespace Zelmar::Device::COS::V1_0;
 
-constexpr uint8_t kSentinel = 0xEE;
 constexpr uint16_t kSentinelLength = 0xBEEF;
 // The edges of the status word and the APDU header, and around a short APDU's
 // longest answer (258 bytes) and the kernel's answer buffer (65535 bytes).
 constexpr uint16_t kLengths[] = {0, 1, 2, 3, 4, 257, 258, 259, 0xFFFE, 0xFFFF};
 constexpr size_t kAnswerSizes[] = {0, 1, 2, 257, 258, 259, 0xFFFE, 0xFFFF, 0x10000};
 
-// Position-dependent and never the sentinel, so that a shifted, short or
+// Position-dependent and never the sentinel 0xEE, so that a shifted, short or
 // overlong copy shows. Compared with memcmp: the sweeps handle some 20,000
 // buffers of up to 64 KiB, also in Debug builds under AddressSanitizer.
 const std::vector<uint8_t> kPattern = [] {
@@ -43,37 +37,10 @@ const std::vector<uint8_t> kPattern = [] {
     }
     return bytes;
 }();
-const std::vector<uint8_t> kSentinels(0x10000, kSentinel);
+const std::vector<uint8_t> kSentinels(0x10000, 0xEE);
 
 bool holds(const uint8_t* bytes, const std::vector<uint8_t>& expected, size_t size) {
     return size == 0 || std::memcmp(bytes, expected.data(), size) == 0;
-}
-
-constexpr size_t kL = std::size(kLengths);
-constexpr size_t kCombinations = 8 * kL * kL * std::size(kAnswerSizes);
-// Which of input, response and responseLength are valid (bits 0-2, else
-// null), the input length, responseMax and the transport's answer size.
-using Case = std::tuple<unsigned, uint16_t, uint16_t, size_t>;
-
-// The warning a case must log ("" when it succeeds), and whether the bridge
-// may ask the transport.
-std::pair<std::string, bool> expected(const std::string& name, bool started, const Case& c) {
-    const auto [pointers, inputLength, responseMax, answerSize] = c;
-    const bool opens = name == "openConnection";
-    if (opens && !started) {
-        return {"SEMedia not started", false};
-    }
-    if (pointers != 7 || inputLength < (opens ? 1 : 4) || responseMax < 2) {
-        return {opens ? "One or more invalid parameter" : "One or more invalid parameter(s)",
-                false};
-    }
-    if (answerSize < 2) {
-        return {"Invalid " + name + "() response size", true};
-    }
-    if (answerSize > responseMax) {
-        return {"Buffer too small to write " + name + "() response", true};
-    }
-    return {"", true};
 }
 
 using Callback = bool (*)(uint8_t*, uint16_t, uint8_t*, uint16_t, uint16_t*);
@@ -86,17 +53,30 @@ class LengthContract : public ::testing::Test {
     }
     void TearDown() override { COSUpdateSEMediaWrapper_release(); }
 
-    // What `c` broke, or "".
-    std::string check(Callback callback, const std::string& name, bool started, const Case& c) {
-        const auto [pointers, inputLength, responseMax, answerSize] = c;
+    // What one combination broke, or "". `pointers` says which of input,
+    // response and responseLength are valid (bits 0-2, else null).
+    std::string check(Callback callback, const std::string& name, bool started, unsigned pointers,
+                      uint16_t inputLength, uint16_t responseMax, size_t answerSize) {
+        const bool opens = name == "openConnection";
+        // Refused before the transport is asked; the warning the case must log,
+        // "" when it succeeds.
+        const bool refused = (opens && !started) || pointers != 7 ||
+                             inputLength < (opens ? 1 : 4) || responseMax < 2;
+        const std::string error =
+            opens && !started ? "SEMedia not started"
+            : refused
+                ? (opens ? "One or more invalid parameter" : "One or more invalid parameter(s)")
+            : answerSize < 2           ? "Invalid " + name + "() response size"
+            : answerSize > responseMax ? "Buffer too small to write " + name + "() response"
+                                       : "";
+
         std::unique_ptr<uint8_t[]> input(pointers & 1 ? new uint8_t[inputLength] : nullptr);
         std::unique_ptr<uint8_t[]> response(pointers & 2 ? new uint8_t[responseMax] : nullptr);
         uint16_t length = kSentinelLength;
         std::copy_n(kPattern.begin(), input ? inputLength : 0, input.get());
-        std::fill_n(response.get(), response ? responseMax : 0, kSentinel);
-        const bool opens = name == "openConnection";
+        std::copy_n(kSentinels.begin(), response ? responseMax : 0, response.get());
         (opens ? transport->openAnswer : transport->apduAnswer)
-            .assign(kPattern.begin(), kPattern.begin() + answerSize);
+            .assign(kPattern.begin(), kPattern.begin() + static_cast<ptrdiff_t>(answerSize));
         transport->connected = true;
         transport->calls.clear();
         transport->lastAid.clear();
@@ -106,22 +86,22 @@ class LengthContract : public ::testing::Test {
         const bool ok = callback(input.get(), inputLength, response.get(), responseMax,
                                  pointers & 4 ? &length : nullptr);
 
-        const auto [error, asks] = expected(name, started, c);
         const std::vector<uint8_t>& sent = opens ? transport->lastAid : transport->lastCommand;
-        const std::vector<std::string> warnings = log->texts(COSUPDATE_LOG_WARNING);
-        const std::string line =
-            "[COSUpdateLib] _COSUpdateSEMediaWrapper_" + name + "() => error detected : " + error;
+        const auto warnings = log->texts(COSUPDATE_LOG_WARNING);
         const size_t written = ok ? answerSize : 0;
         if (ok != error.empty()) {
             return ok ? "succeeded, expected: " + error : "failed";
         }
-        if (warnings != (ok ? std::vector<std::string>{} : std::vector<std::string>{line})) {
+        if (warnings != (ok ? std::vector<std::string>{}
+                            : std::vector<std::string>{"[COSUpdateLib] _COSUpdateSEMediaWrapper_" +
+                                                       name + "() => error detected : " + error})) {
             return "logged " + (warnings.empty() ? "nothing" : warnings[0]);
         }
-        if (asks == transport->calls.empty()) {
-            return asks ? "never asked the transport" : "asked the transport";
+        if (refused != transport->calls.empty()) {
+            return refused ? "asked the transport" : "never asked the transport";
         }
-        if (asks && (sent.size() != inputLength || !holds(sent.data(), kPattern, sent.size()))) {
+        if (!refused &&
+            (sent.size() != inputLength || !holds(sent.data(), kPattern, sent.size()))) {
             return "handed the transport " + std::to_string(sent.size()) + " bytes";
         }
         if (length != (ok ? answerSize : kSentinelLength)) {
@@ -137,19 +117,25 @@ class LengthContract : public ::testing::Test {
     }
 
     void sweep(Callback callback, const std::string& name, bool started) {
-        size_t violations = 0;
+        size_t combinations = 0, violations = 0;
         std::string first;
-        for (size_t i = 0; i < kCombinations; ++i) {
-            const size_t row = i / 8;
-            const Case c{static_cast<unsigned>(i % 8), kLengths[row % kL], kLengths[row / kL % kL],
-                         kAnswerSizes[row / kL / kL]};
-            const std::string failure = check(callback, name, started, c);
-            if (!failure.empty() && violations++ == 0) {
-                first = ::testing::PrintToString(c) + ": " + failure;
+        for (size_t answerSize : kAnswerSizes) {
+            for (uint16_t responseMax : kLengths) {
+                for (uint16_t inputLength : kLengths) {
+                    for (unsigned pointers = 0; pointers < 8; ++pointers, ++combinations) {
+                        const std::string failure = check(callback, name, started, pointers,
+                                                          inputLength, responseMax, answerSize);
+                        if (!failure.empty() && violations++ == 0) {
+                            first = ::testing::PrintToString(std::make_tuple(
+                                        pointers, inputLength, responseMax, answerSize)) +
+                                    ": " + failure;
+                        }
+                    }
+                }
             }
         }
         std::printf("[length contract] %s, %s: %zu combinations, %zu violations\n", name.c_str(),
-                    started ? "started" : "not started", kCombinations, violations);
+                    started ? "started" : "not started", combinations, violations);
         EXPECT_EQ(violations, 0u) << "first (pointers, input, responseMax, answer): " << first;
     }
 

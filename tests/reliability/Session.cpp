@@ -3,8 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <fstream>
-#include <sstream>
 
 #include "EngineTest.h"
 #include "ZelmarNativeCOSUpdateSEMediaWrapper.h"
@@ -13,9 +13,11 @@ namespace reliability {
 
 using namespace Zelmar::Device::COS::V1_0;
 using kerneldouble::KernelDouble;
-using testsupport::kFeAid;
 
 namespace {
+
+const std::string kTransportForeign = "foreign:unexpected transport failure";
+const std::string kSinkForeign = "foreign:log sink failure";
 
 bool seMediaStarted() {
     bool started = false;
@@ -23,156 +25,124 @@ bool seMediaStarted() {
     return started;
 }
 
-std::string writeUpdateFile() {
-    const std::string text = "<three-script update>";
-    KernelDouble::instance().fake.files[text] = testsupport::threeScriptFile();
-    const std::string path = "/tmp/cosupdate-fault-" + std::to_string(getpid()) + ".xml";
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
+// The SE media may stay started only where the engine's contract lets it: a
+// stop the kernel refused, a transport that failed while stopping, or an
+// exception of the caller's own that nothing catches.
+bool mayLeaveSEMediaStarted(const std::string& outcome, const testsupport::CapturingLog& log,
+                            size_t firstLine) {
+    const std::string stopFailed =
+        "[COSUpdateLib] COSUpdateException on _COSUpdateSEMediaWrapper_stop()";
+    for (size_t i = firstLine; i < log.lines.size(); ++i) {
+        const std::string& text = log.lines[i].text;
+        if (text == "Unable to stop SEMedia" || text.rfind(stopFailed, 0) == 0) {
+            return true;
+        }
+    }
+    return outcome == kTransportForeign || outcome == kSinkForeign;
 }
 
-template <typename Action>
-std::string outcomeOf(Action action) {
-    try {
-        return action();
-    } catch (const COSUpdateException& e) {
-        return std::string("throw:") + e.what();
-    } catch (const std::exception& e) {
-        return std::string("foreign:") + e.what();
-    }
+std::function<std::string()> ok(std::function<void()> action) {
+    return [action] {
+        action();
+        return std::string("ok");
+    };
 }
 
 }  // namespace
 
-SessionRun runSession(const std::shared_ptr<testsupport::CapturingLog>& log,
-                      const std::shared_ptr<testsupport::FakeTransport>& transport) {
+std::vector<OpRecord> runSession(const std::shared_ptr<testsupport::CapturingLog>& log,
+                                 const std::shared_ptr<testsupport::FakeTransport>& transport,
+                                 std::vector<std::string>& violations) {
     KernelDouble& kernel = KernelDouble::instance();
     kernel.fake.chip.data[NATIVECOSPATCH_COS_DATA_TYPE_FC] = {0xFC, 1, 2};
     kernel.fake.chip.data[NATIVECOSPATCH_COS_DATA_TYPE_FD] = {0xFD, 1, 2, 3};
-    const std::string path = writeUpdateFile();
+    const std::string text = "<three-script update>";
+    kernel.fake.files[text] = testsupport::threeScriptFile();
+    const std::string path = "/tmp/cosupdate-fault-" + std::to_string(getpid()) + ".xml";
+    std::ofstream(path, std::ios::binary) << text;
     std::unique_ptr<COSUpdateInterface> engine;
+    const std::vector<uint8_t> feAid = testsupport::kFeAid, fcAid{0xA0, 0, 0xFC},
+                               fdAid{0xA0, 0, 0xFD};
     std::vector<uint8_t> info;
     const std::vector<std::pair<std::string, std::function<std::string()>>> steps = {
-        {"create",
-         [&] {
-             engine = COSUpdateFactory::create(log);
-             return std::string("ok");
-         }},
-        {"initialize",
-         [&] {
-             engine->initialize(transport);
-             return std::string("ok");
-         }},
-        {"setAID FE",
-         [&] {
-             engine->setCOSUpdateTagAID(COSUPDATE_TAG_FE, kFeAid);
-             return std::string("ok");
-         }},
-        {"setAID FC",
-         [&] {
-             engine->setCOSUpdateTagAID(COSUPDATE_TAG_FC, {0xA0, 0x00, 0xFC});
-             return std::string("ok");
-         }},
-        {"setAID FD",
-         [&] {
-             engine->setCOSUpdateTagAID(COSUPDATE_TAG_FD, {0xA0, 0x00, 0xFD});
-             return std::string("ok");
-         }},
-        {"load",
-         [&] {
+        {"create", ok([&] { engine = COSUpdateFactory::create(log); })},
+        {"initialize", ok([&] { engine->initialize(transport); })},
+        {"setAID FE", ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FE, feAid); })},
+        {"setAID FC", ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FC, fcAid); })},
+        {"setAID FD", ok([&] { engine->setCOSUpdateTagAID(COSUPDATE_TAG_FD, fdAid); })},
+        {"load", ok([&] {
              std::ifstream file(path, std::ios::binary);
              engine->loadCOSUpdateFileOnMemory(file);
-             return std::string("ok");
-         }},
-        {"isUpdateAvailable",
-         [&] { return std::string(engine->isUpdateAvailable() ? "true" : "false"); }},
+         })},
+        {"isUpdateAvailable", [&] { return engine->isUpdateAvailable() ? "true" : "false"; }},
         {"doUpdate", [&] { return "result:" + std::to_string(engine->doUpdate()); }},
-        {"getCOSInfo FC",
-         [&] {
-             engine->getCOSInfo(COSUPDATE_TAG_FC, info);
-             return std::string("ok");
-         }},
-        {"getCOSInfo FD",
-         [&] {
-             engine->getCOSInfo(COSUPDATE_TAG_FD, info);
-             return std::string("ok");
-         }},
-        {"unload",
-         [&] {
-             engine->unloadCOSUpdateFromMemory();
-             return std::string("ok");
-         }},
-        {"release",
-         [&] {
-             engine->release();
-             return std::string("ok");
-         }},
-        {"destroy",
-         [&] {
-             engine.reset();
-             return std::string("ok");
-         }},
+        {"getCOSInfo FC", ok([&] { engine->getCOSInfo(COSUPDATE_TAG_FC, info); })},
+        {"getCOSInfo FD", ok([&] { engine->getCOSInfo(COSUPDATE_TAG_FD, info); })},
+        {"unload", ok([&] { engine->unloadCOSUpdateFromMemory(); })},
+        {"release", ok([&] { engine->release(); })},
+        {"destroy", ok([&] { engine.reset(); })},
     };
-    SessionRun run;
-    for (const auto& step : steps) {
-        if (!engine && step.first != "create") {
+    std::vector<OpRecord> ops;
+    for (const auto& [name, action] : steps) {
+        if (!engine && name != "create") {
             continue;
         }
-        OpRecord op;
-        op.name = step.first;
-        op.firstKernelCall = kernel.journal.size();
-        op.firstSinkLine = log->lines.size();
-        op.startedBefore = seMediaStarted();
-        op.outcome = outcomeOf(step.second);
-        op.startedAfter = seMediaStarted();
+        OpRecord op{name, kernel.journal.size(), 0, ""};
+        const size_t firstLine = log->lines.size();
+        const bool startedBefore = seMediaStarted();
+        try {
+            op.outcome = action();
+        } catch (const COSUpdateException& e) {
+            op.outcome = std::string("throw:") + e.what();
+        } catch (const std::exception& e) {
+            op.outcome = std::string("foreign:") + e.what();
+        }
         op.kernelCalls = kernel.journal.size() - op.firstKernelCall;
-        run.ops.push_back(op);
+        if (seMediaStarted() != startedBefore &&
+            !mayLeaveSEMediaStarted(op.outcome, *log, firstLine)) {
+            violations.push_back(name + " changed the SE media state (" + op.outcome + ")");
+        }
+        if (op.outcome.rfind("foreign:", 0) == 0 && op.outcome != kTransportForeign &&
+            op.outcome != kSinkForeign) {
+            violations.push_back(name + " let out " + op.outcome);
+        }
+        ops.push_back(op);
     }
     engine.reset();
+    std::remove(path.c_str());
     for (const auto& violation : kernel.fake.violations()) {
-        run.violations.push_back("kernel: " + violation);
+        violations.push_back("kernel: " + violation);
     }
     if (kernel.fake.liveObjects() != 0) {
-        run.violations.push_back(std::to_string(kernel.fake.liveObjects()) +
-                                 " kernel object(s) leaked");
+        violations.push_back(std::to_string(kernel.fake.liveObjects()) +
+                             " kernel object(s) leaked");
     }
-    return run;
+    return ops;
 }
 
 std::vector<std::string> inChild(const std::function<std::vector<std::string>()>& body) {
-    int channel[2];
-    if (pipe(channel) != 0) {
-        return {"pipe failed"};
-    }
+    const std::string path = "/tmp/cosupdate-child-" + std::to_string(getpid()) + ".txt";
+    std::remove(path.c_str());
     const pid_t child = fork();
     if (child == 0) {
-        close(channel[0]);
-        std::ostringstream out;
-        for (const auto& violation : body()) {
-            out << violation << '\n';
+        std::ofstream out(path);
+        for (const auto& line : body()) {
+            out << line << '\n';
         }
-        const std::string text = out.str();
-        ssize_t written = write(channel[1], text.data(), text.size());
-        _exit(written == static_cast<ssize_t>(text.size()) ? 0 : 3);
+        _exit(out.flush() ? 0 : 3);
     }
-    close(channel[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; (n = read(channel[0], buffer, sizeof(buffer))) > 0;) {
-        text.append(buffer, static_cast<size_t>(n));
-    }
-    close(channel[0]);
     int status = 0;
     waitpid(child, &status, 0);
-    std::vector<std::string> violations;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        violations.push_back(line);
+    std::vector<std::string> lines;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
     }
+    std::remove(path.c_str());
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        violations.push_back("child died (status " + std::to_string(status) + ")");
+        lines.push_back("child died (status " + std::to_string(status) + ")");
     }
-    return violations;
+    return lines;
 }
 
 }  // namespace reliability
