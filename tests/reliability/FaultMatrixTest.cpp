@@ -19,6 +19,7 @@ using testsupport::CapturingLog;
 using testsupport::FakeTransport;
 
 const std::string kNoFault = "#no-fault";
+constexpr size_t kMaxFaults = 5000;  // far more calls than any session makes
 
 // What the operation that met the failure of the `occurrence`-th `call` in it
 // must end with; "" for the outcome of the same operation in an untouched run.
@@ -142,6 +143,10 @@ size_t sweep(const char* matrix, Fault fault) {
             }
         }
         if (!faultHit) {
+            break;
+        }
+        if (k == kMaxFaults) {  // every child died before it could report
+            ADD_FAILURE() << matrix << ": no run got through without a fault";
             break;
         }
         ++injected;
