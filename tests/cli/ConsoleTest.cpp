@@ -21,7 +21,7 @@ TEST(Console, TerminalRewritesTheStatusAndKeepsLinesAboveIt) {
     EXPECT_EQ(err.str(),
               "running a"
               "\r\033[Krunning b, \r\033[K"  // cut to 11 columns
-              "log  line\nrunning b, "       // the status comes back under the line
+              "log\\x1B line\nrunning b, "   // the status comes back under the line
               "\r\033[K");                   // and goes at the end
 }
 
