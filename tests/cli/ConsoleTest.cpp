@@ -25,5 +25,14 @@ TEST(Console, TerminalRewritesTheStatusAndKeepsLinesAboveIt) {
               "\r\033[K");                   // and goes at the end
 }
 
+TEST(Console, CutsTheStatusBetweenCharacters) {
+    std::ostringstream err;
+    {
+        Console console(err, true, 5);
+        console.status("ab\xE2\x82\xAC\xE2\x82\xAC");  // "ab" and two euro signs
+    }
+    EXPECT_EQ(err.str(), "ab\r\033[K") << "a euro sign cut in two";
+}
+
 }  // namespace
 }  // namespace cosupdate::cli

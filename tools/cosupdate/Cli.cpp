@@ -73,9 +73,7 @@ ExitStatus printHelp(const Invocation& invocation, Reply& reply) {
     if (!words.empty() && words.front() == kHelp && !invocation.options.help) {
         words.erase(words.begin());
     }
-    if (words.size() > 1) {
-        throw UsageError("help: give one command at most; usage: cosupdate help [COMMAND]");
-    }
+    // The command's help, whatever arguments follow it.
     std::string text = toolHelp();
     if (!words.empty()) {
         text = commandHelp(words.front());
