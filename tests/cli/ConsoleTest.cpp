@@ -21,8 +21,17 @@ TEST(Console, TerminalRewritesTheStatusAndKeepsLinesAboveIt) {
     EXPECT_EQ(err.str(),
               "running a"
               "\r\033[Krunning b, \r\033[K"  // cut to 11 columns
-              "log  line\nrunning b, "       // the status comes back under the line
+              "log\\x1B line\nrunning b, "   // the status comes back under the line
               "\r\033[K");                   // and goes at the end
+}
+
+TEST(Console, CutsTheStatusBetweenCharacters) {
+    std::ostringstream err;
+    {
+        Console console(err, true, 5);
+        console.status("ab\xE2\x82\xAC\xE2\x82\xAC");  // "ab" and two euro signs
+    }
+    EXPECT_EQ(err.str(), "ab\r\033[K") << "a euro sign cut in two";
 }
 
 }  // namespace

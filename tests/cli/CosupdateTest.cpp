@@ -3,33 +3,19 @@
 // do, 4 update failed, 5 file refused), what it prints and the chip it leaves.
 // Each test's own directory is $XDG_STATE_HOME, so its default chip state file.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <regex>
-#include <sstream>
-#include <stdexcept>
 #include <tuple>
 
-extern char** environ;
+#include "ToolProcess.h"
 
+namespace cosupdate::test {
 namespace {
 
-const std::string kUpdate = std::string(COSUPDATE_EXAMPLES_DIR) + "/update.xml";
+const std::string kUpdate = exampleUpdate();
 constexpr auto npos = std::string::npos;
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 // The tool's JSON with the numbers that vary from run to run (milliseconds, and
 // APDU counts unless 0) replaced by N.
@@ -37,66 +23,6 @@ std::string steady(const std::string& json) {
     static const std::regex kVarying(R"(("elapsedMs":)[0-9]+|("apdus":)[1-9][0-9]*)");
     return std::regex_replace(json, kVarying, "$1$2N");
 }
-
-struct ToolResult {
-    int status = -1;  // -1: it did not exit
-    std::string out;
-    std::string err;
-
-    std::string describe() const {
-        return "exit status " + std::to_string(status) + "\n--- stdout\n" + out + "--- stderr\n" +
-               err;
-    }
-};
-
-class ToolTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        std::string dir = (std::filesystem::temp_directory_path() / "cosupdate-XXXXXX").string();
-        ASSERT_NE(mkdtemp(dir.data()), nullptr);
-        m_dir = dir;
-        setenv("XDG_STATE_HOME", dir.c_str(), 1);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
-    // stdout and stderr go to files: nothing to drain while the tool runs.
-    ToolResult run(std::vector<std::string> args) const {
-        args.insert(args.begin(), COSUPDATE_TOOL);
-        if (std::strlen(COSUPDATE_TOOL_LAUNCHER) != 0) {
-            args.insert(args.begin(), COSUPDATE_TOOL_LAUNCHER);  // a cross build's emulator
-        }
-        std::vector<char*> argv;
-        for (std::string& arg : args) {
-            argv.push_back(arg.data());
-        }
-        argv.push_back(nullptr);
-        const std::string output[] = {(m_dir / ".out").string(), (m_dir / ".err").string()};
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        for (int fd : {1, 2}) {
-            const int flags = O_WRONLY | O_CREAT | O_TRUNC;
-            posix_spawn_file_actions_addopen(&files, fd, output[fd - 1].c_str(), flags, 0600);
-        }
-        pid_t pid = 0;
-        const int spawned = posix_spawn(&pid, argv[0], &files, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&files);
-        if (spawned != 0) {
-            throw std::runtime_error(args[0] + ": " + std::strerror(spawned));
-        }
-        int wait = 0;
-        while (waitpid(pid, &wait, 0) < 0 && errno == EINTR) {
-        }
-        return {WIFEXITED(wait) ? WEXITSTATUS(wait) : -1, readFile(output[0]), readFile(output[1])};
-    }
-
-    std::string chipText() const { return readFile(m_dir / "cosupdate" / "chip.state"); }
-    std::string writeFile(const std::string& name, const std::string& content) const {
-        std::ofstream(m_dir / name, std::ios::binary) << content;
-        return (m_dir / name).string();
-    }
-
-    std::filesystem::path m_dir;
-};
 
 TEST_F(ToolTest, UpdateFailsThenDeploysTheExampleThenHasNothingToDo) {
     // One LOAD BLOCK byte changed: the first patch fails its CRC at COMMIT.
@@ -139,7 +65,7 @@ TEST_F(ToolTest, UpdateJsonDescribesTheRun) {
     EXPECT_EQ(result.err, "") << "--json shows no progress";
     EXPECT_EQ(steady(result.out),
               R"({"command":"update","exitStatus":0,"file":")" + kUpdate +
-                  R"(","result":"deployed","engineResult":1,"scripts":[)"
+                  R"(","result":"deployed","engineResult":1,"error":null,"scripts":[)"
                   R"({"name":"patch-0100-0101","type":"Patch","result":"Success",)"
                   R"("cosVersionAfter":"0101","apdus":N,"elapsedMs":N},)"
                   R"({"name":"patch-0101-0102-acme","type":"Patch","result":"Success",)"
@@ -148,7 +74,7 @@ TEST_F(ToolTest, UpdateJsonDescribesTheRun) {
                   R"("cosVersionAfter":"0102","apdus":N,"elapsedMs":N}],"deployed":2,)"
                   R"("before":{"platformId":"ZLM-P1","cosVersion":"0100","customerId":"ACME"},)"
                   R"("after":{"platformId":"ZLM-P1","cosVersion":"0102","customerId":"ACME"},)"
-                  R"("apdus":N,"elapsedMs":N})"
+                  R"("apdus":N,"elapsedMs":N,"errors":[],"details":[]})"
                   "\n");
 }
 
@@ -217,12 +143,15 @@ TEST_F(ToolTest, ValidateJsonKeepsAnOddPathAndListsTheFault) {
     const ToolResult result = run({"--json", "validate", path});
 
     EXPECT_EQ(result.status, 5) << result.describe();
-    EXPECT_EQ(result.out, R"({"command":"validate","exitStatus":5,"file":")" + m_dir.string() +
-                              R"(/say \"x\\y\"\t\u0001\uFFFD.xml","valid":false,)"
-                              R"("error":"Multiscript contains invalid/incorrect entry","faults":[)"
-                              R"("Multiscript content is incorrect : Script entry contains an )"
-                              R"(empty name"]})"
-                              "\n");
+    EXPECT_EQ(result.out,
+              R"({"command":"validate","exitStatus":5,"file":")" + m_dir.string() +
+                  R"(/say \"x\\y\"\t\u0001)"
+                  "\xEF\xBF\xBD"  // U+FFFD for the byte that is not UTF-8
+                  R"(.xml","valid":false,)"
+                  R"("error":"Multiscript contains invalid/incorrect entry","details":[)"
+                  R"("Multiscript content is incorrect : Script entry contains an )"
+                  R"(empty name"]})"
+                  "\n");
 }
 
 TEST_F(ToolTest, InfoPrintsTheObjectAsTheLibraryReadsIt) {
@@ -268,3 +197,4 @@ TEST_F(ToolTest, BadInputGivesOneLineOnStderrAndAFailingStatus) {
 }
 
 }  // namespace
+}  // namespace cosupdate::test

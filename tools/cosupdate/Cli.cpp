@@ -1,12 +1,12 @@
 #include "Cli.h"
 
-#include <algorithm>
-
 #include "CommandLine.h"
 #include "Errors.h"
+#include "FdOutput.h"
 #include "Help.h"
 #include "PlatformLog.h"
 #include "Reply.h"
+#include "Sanitize.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "commands/CommandContext.h"
 
@@ -32,6 +32,9 @@ constexpr CommandDef kCommands[] = {
     {"chip", 1, kAny, "chip show|reset|set FIELD VALUE ...", runChip},
 };
 
+constexpr char kHelp[] = "help";
+constexpr char kVersion[] = "version";
+
 const CommandDef& findCommand(const std::string& name) {
     for (const CommandDef& def : kCommands) {
         if (name == def.name) {
@@ -48,18 +51,74 @@ void checkArgumentCount(const CommandDef& def, size_t count) {
     }
 }
 
-// `help`, `help COMMAND`, `--help`, `COMMAND --help`.
-int printHelp(const std::vector<std::string>& words, std::ostream& out) {
+bool asksForHelp(const Invocation& invocation) {
+    return invocation.options.help ||
+           (!invocation.words.empty() && invocation.words.front() == kHelp);
+}
+
+// What the reply answers, as its "command" member names it.
+std::string replyCommand(const Invocation& invocation) {
+    if (invocation.error.empty() && invocation.options.version) {
+        return kVersion;
+    }
+    if (invocation.error.empty() && asksForHelp(invocation)) {
+        return kHelp;
+    }
+    return invocation.words.empty() ? "" : invocation.words.front();
+}
+
+// `help [COMMAND]`, `--help`, `COMMAND --help`.
+ExitStatus printHelp(const Invocation& invocation, Reply& reply) {
+    std::vector<std::string> words = invocation.words;
+    if (!words.empty() && words.front() == kHelp && !invocation.options.help) {
+        words.erase(words.begin());
+    }
+    // The command's help, whatever arguments follow it.
+    std::string text = toolHelp();
+    if (!words.empty()) {
+        text = commandHelp(words.front());
+        reply.json()["topic"] = words.front();
+        if (text.empty()) {
+            throw UsageError("no help on '" + words.front() + "': not a command");
+        }
+    }
+    reply.json()["text"] = text;
+    size_t start = 0;
+    for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', start)) {
+        reply.line(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return ExitStatus::Ok;
+}
+
+ExitStatus printVersion(Reply& reply) {
+    reply.json()["version"] = COSUPDATE_TOOL_VERSION;
+    reply.line(std::string("cosupdate ") + COSUPDATE_TOOL_VERSION);
+    return ExitStatus::Ok;
+}
+
+ExitStatus dispatch(const Invocation& invocation, Reply& reply, std::ostream& err,
+                    const Terminal& terminal) {
+    const Options& options = invocation.options;
+    if (!invocation.error.empty()) {
+        throw UsageError(invocation.error);
+    }
+    if (options.version) {
+        return printVersion(reply);
+    }
+    if (asksForHelp(invocation)) {
+        return printHelp(invocation, reply);
+    }
+    const std::vector<std::string>& words = invocation.words;
     if (words.empty()) {
-        out << toolHelp();
-        return toInt(ExitStatus::Ok);
+        throw UsageError("no command given");
     }
-    const std::string text = commandHelp(words.front());
-    if (text.empty()) {
-        throw UsageError("no help on '" + words.front() + "': not a command");
-    }
-    out << text;
-    return toInt(ExitStatus::Ok);
+    const CommandDef& def = findCommand(words.front());
+    const std::vector<std::string> args(words.begin() + 1, words.end());
+    checkArgumentCount(def, args.size());
+    Console console(err, terminal.interactive && !options.json, terminal.width);
+    CommandContext context(options, console, args);
+    return def.run(context, reply);
 }
 
 struct Failure {
@@ -68,82 +127,62 @@ struct Failure {
     std::vector<std::string> details;
 };
 
-void report(const Failure& failure, const std::string& command, bool json, std::ostream& out,
-            std::ostream& err) {
-    err << "cosupdate: " << failure.message;
+// One line on stderr, the details under it; with --json the reply says it too.
+ExitStatus report(const Failure& failure, Reply& reply, std::ostream& err) {
+    err << sanitize("cosupdate: " + failure.message);
     if (failure.status == ExitStatus::Usage) {
         err << " (see cosupdate --help)";
     }
     err << '\n';
     for (const std::string& detail : failure.details) {
-        err << "  " << detail << '\n';
+        err << "  " << sanitize(detail) << '\n';
     }
     err.flush();
-    if (json) {
-        Reply reply;
-        JsonArray details;
-        for (const std::string& detail : failure.details) {
-            details.add(detail);
-        }
-        reply.json().set("error", failure.message).set("details", details);
-        reply.print(out, true, command, failure.status);
+    reply.fail(failure.message, failure.details);
+    return failure.status;
+}
+
+ExitStatus run(const Invocation& invocation, Reply& reply, std::ostream& err,
+               const Terminal& terminal) {
+    try {
+        return dispatch(invocation, reply, err, terminal);
+    } catch (const ToolError& e) {
+        return report(Failure{e.what(), e.status(), e.details()}, reply, err);
+    } catch (const std::exception& e) {
+        // The library's COSUpdateException among them.
+        return report(Failure{e.what(), ExitStatus::Error, {}}, reply, err);
+    } catch (...) {
+        return report(Failure{"unexpected failure", ExitStatus::Error, {}}, reply, err);
     }
 }
 
-int dispatch(const Invocation& invocation, std::ostream& out, Console& console) {
-    const Options& options = invocation.options;
-    const std::vector<std::string>& words = invocation.words;
-    const CommandDef& def = findCommand(words.front());
-    const std::vector<std::string> args(words.begin() + 1, words.end());
-    checkArgumentCount(def, args.size());
-    CommandContext context(options, console, args);
-    Reply reply;
-    const ExitStatus status = def.run(context, reply);
-    reply.print(out, options.json, def.name, status);
-    return toInt(status);
+// Prints the reply, then owns up to output that could not be written: the
+// command has done its work by now, only its report may be lost.
+ExitStatus finish(Reply& reply, ExitStatus status, bool json, std::ostream& out,
+                  std::ostream& err) {
+    if (const auto failure = writeFailure(err)) {
+        reply.outputFailed("standard error could not be written: " + *failure);
+        status = ExitStatus::Error;
+    }
+    reply.print(out, json, status);
+    if (const auto failure = writeFailure(out)) {
+        err << "cosupdate: standard output could not be written: " << *failure << '\n';
+        err.flush();
+        status = ExitStatus::Error;
+    }
+    return status;
 }
 
 }  // namespace
 
 int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
            const Terminal& terminal) {
-    // Known before parsing can fail, so that even a bad command line answers
-    // in JSON when asked to.
-    const bool json = std::find(args.begin(), args.end(), "--json") != args.end();
-    std::string command;
-    Failure failure;
-    try {
-        const Invocation invocation = parseCommandLine(args);
-        const Options& options = invocation.options;
-        keepPlatformLog(options.log.androidLog);
-        if (options.version) {
-            out << "cosupdate " << COSUPDATE_TOOL_VERSION << '\n';
-            return toInt(ExitStatus::Ok);
-        }
-        const std::vector<std::string>& words = invocation.words;
-        if (!words.empty() && words.front() == "help") {
-            return printHelp({words.begin() + 1, words.end()}, out);
-        }
-        if (options.help) {
-            return printHelp(words, out);
-        }
-        if (words.empty()) {
-            throw UsageError("no command given");
-        }
-        command = words.front();
-        Console console(err, terminal.interactive && !options.json, terminal.width);
-        return dispatch(invocation, out, console);
-    } catch (const ToolError& e) {
-        failure = Failure{e.what(), e.status(), e.details()};
-    } catch (const Zelmar::Device::COS::V1_0::COSUpdateException& e) {
-        failure = Failure{e.what(), ExitStatus::Error, {}};
-    } catch (const std::exception& e) {
-        failure = Failure{e.what(), ExitStatus::Error, {}};
-    } catch (...) {
-        failure = Failure{"unexpected failure", ExitStatus::Error, {}};
-    }
-    report(failure, command, json, out, err);
-    return toInt(failure.status);
+    const Invocation invocation = parseCommandLine(args);
+    const Options& options = invocation.options;
+    keepPlatformLog(options.log);
+    Reply reply(replyCommand(invocation));
+    const ExitStatus status = run(invocation, reply, err, terminal);
+    return toInt(finish(reply, status, options.json, out, err));
 }
 
 }  // namespace cosupdate::cli

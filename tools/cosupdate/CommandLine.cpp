@@ -65,6 +65,29 @@ bool isOption(const std::string& arg) {
     return arg.size() > 1 && arg[0] == '-';
 }
 
+// Applies the option at args[i], moving i past its value.
+void applyOption(const std::vector<std::string>& args, size_t& i, Options& options) {
+    const std::string& arg = args[i];
+    const size_t equals = arg.find('=');
+    const std::string name = arg.substr(0, equals);
+    const OptionDef* def = findOption(name);
+    if (def == nullptr) {
+        throw UsageError("unknown option '" + name + "'");
+    }
+    if (!def->takesValue) {
+        if (equals != std::string::npos) {
+            throw UsageError("option '" + name + "' takes no value");
+        }
+        def->apply(options, "");
+    } else if (equals != std::string::npos) {
+        def->apply(options, arg.substr(equals + 1));
+    } else if (i + 1 < args.size()) {
+        def->apply(options, args[++i]);
+    } else {
+        throw UsageError("option '" + name + "' needs a value");
+    }
+}
+
 }  // namespace
 
 Bytes parseAid(const std::string& text, const std::string& option) {
@@ -84,29 +107,16 @@ Invocation parseCommandLine(const std::vector<std::string>& args) {
         const std::string& arg = args[i];
         if (optionsEnded || !isOption(arg)) {
             invocation.words.push_back(arg);
-            continue;
-        }
-        if (arg == "--") {
+        } else if (arg == "--") {
             optionsEnded = true;
-            continue;
-        }
-        const size_t equals = arg.find('=');
-        const std::string name = arg.substr(0, equals);
-        const OptionDef* def = findOption(name);
-        if (def == nullptr) {
-            throw UsageError("unknown option '" + name + "'");
-        }
-        if (!def->takesValue) {
-            if (equals != std::string::npos) {
-                throw UsageError("option '" + name + "' takes no value");
-            }
-            def->apply(invocation.options, "");
-        } else if (equals != std::string::npos) {
-            def->apply(invocation.options, arg.substr(equals + 1));
-        } else if (i + 1 < args.size()) {
-            def->apply(invocation.options, args[++i]);
         } else {
-            throw UsageError("option '" + name + "' needs a value");
+            try {
+                applyOption(args, i, invocation.options);
+            } catch (const UsageError& e) {
+                if (invocation.error.empty()) {
+                    invocation.error = e.what();
+                }
+            }
         }
     }
     // A level asks to see the log, unless it is for the Android log.

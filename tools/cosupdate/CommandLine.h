@@ -27,10 +27,13 @@ struct Options {
 struct Invocation {
     Options options;
     std::vector<std::string> words;  // the command and its arguments
+    // The first thing wrong with the command line (an unknown option, a
+    // missing or bad value), or empty. The rest is parsed all the same, so
+    // that a failure still names the command and answers in JSON if asked.
+    std::string error;
 };
 
-// `args` without the program name. Throws UsageError for an unknown option,
-// a missing or bad option value.
+// `args` without the program name. Never throws.
 Invocation parseCommandLine(const std::vector<std::string>& args);
 
 // The AID an --aid-* option gives: 3 to 16 bytes of hex.

@@ -1,18 +1,25 @@
 #include "Console.h"
 
+#include "Sanitize.h"
+
 namespace cosupdate::cli {
 
 namespace {
 
-// Control characters would break the one-line layout (and a terminal).
-std::string printable(const std::string& text) {
-    std::string result = text;
-    for (char& c : result) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            c = ' ';
-        }
+bool isContinuationByte(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// Cut to `width` bytes, never inside a UTF-8 sequence.
+void cutTo(std::string& text, size_t width) {
+    if (text.size() <= width) {
+        return;
     }
-    return result;
+    size_t end = width;
+    while (end > 0 && isContinuationByte(text[end])) {
+        --end;
+    }
+    text.resize(end);
 }
 
 }  // namespace
@@ -23,7 +30,7 @@ Console::~Console() {
 
 void Console::line(const std::string& text) {
     erase();
-    m_err << printable(text) << '\n';
+    m_err << sanitize(text) << '\n';
     if (!m_status.empty()) {
         m_err << m_status;
     }
@@ -35,9 +42,9 @@ void Console::status(const std::string& text) {
         return;
     }
     erase();
-    m_status = printable(text);
-    if (m_width > 1 && m_status.size() >= m_width) {
-        m_status.resize(m_width - 1);
+    m_status = sanitize(text);
+    if (m_width > 1) {
+        cutTo(m_status, m_width - 1);  // a wrapped line could not be rewritten
     }
     m_err << m_status << std::flush;
 }

@@ -1,6 +1,7 @@
 #include "EngineLog.h"
 
 #include "LogLevel.h"
+#include "Sanitize.h"
 
 namespace cosupdate::cli {
 
@@ -17,7 +18,7 @@ void EngineLog::writeLogMessage(api::COSUpdateLogLevel level, const std::string&
     if (m_options.androidLog) {
         // On a host the Android log is stderr too: keep it off the status line.
         m_console.clearStatus();
-        api::COSUpdateLogInterface::writeLogMessage(level, message);
+        api::COSUpdateLogInterface::writeLogMessage(level, sanitize(message));
     }
 }
 

@@ -1,27 +1,19 @@
 #include "EngineSession.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "CountingMedia.h"
 #include "Errors.h"
+#include "UpdateFileCheck.h"
 
 namespace cosupdate::cli {
 
-std::ifstream openUpdateFile(const std::string& path) {
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) {
-        throw ToolError("update file " + path + ": is a directory");
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw ToolError("update file " + path + ": " + std::strerror(errno));
-    }
-    return file;
-}
+namespace {
+
+constexpr char kRunFaults[] =
+    "the library accepts the file, but it has faults an update would stop on or skip";
+
+}  // namespace
 
 EngineSession::EngineSession(std::shared_ptr<EngineLog> log,
                              std::shared_ptr<api::COSUpdateSEMediaInterface> media,
@@ -45,15 +37,19 @@ EngineSession::~EngineSession() {
     }
 }
 
-void EngineSession::loadUpdateFile(std::ifstream& file, const std::string& path) {
+void EngineSession::loadUpdateFile(UpdateFile& file) {
     const size_t errorsBefore = m_log->tracker().errors().size();
     try {
-        m_engine->loadCOSUpdateFileOnMemory(file);
+        m_engine->loadCOSUpdateFileOnMemory(file.stream());
     } catch (const api::COSUpdateException& e) {
         const auto& errors = m_log->tracker().errors();
         std::vector<std::string> faults(errors.begin() + static_cast<ptrdiff_t>(errorsBefore),
                                         errors.end());
-        throw InvalidUpdateFile(path, e.what(), std::move(faults));
+        throw InvalidUpdateFile(file.path(), e.what(), std::move(faults));
+    }
+    std::vector<std::string> faults = findRunFaults(file.bytes(), m_log->tracker());
+    if (!faults.empty()) {
+        throw InvalidUpdateFile(file.path(), kRunFaults, std::move(faults));
     }
 }
 

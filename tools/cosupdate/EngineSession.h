@@ -5,13 +5,13 @@
 #ifndef COSUPDATE_CLI_ENGINE_SESSION_H
 #define COSUPDATE_CLI_ENGINE_SESSION_H
 
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include "EngineLog.h"
 #include "FeObject.h"
 #include "Hex.h"
+#include "UpdateFile.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 
 namespace cosupdate::cli {
@@ -23,10 +23,6 @@ struct AidSet {
     Bytes fd;
     Bytes fe;
 };
-
-// Opened before any session, so that a wrong path fails before the chip is
-// touched. Throws ToolError when `path` cannot be read.
-std::ifstream openUpdateFile(const std::string& path);
 
 class EngineSession {
   public:
@@ -40,9 +36,10 @@ class EngineSession {
     api::COSUpdateInterface& engine() { return *m_engine; }
     EngineLog& log() { return *m_log; }
 
-    // Loads and validates the update file opened by openUpdateFile. Throws
-    // InvalidUpdateFile when the library refuses it.
-    void loadUpdateFile(std::ifstream& file, const std::string& path);
+    // Loads the update file and validates it: as the library does, then for
+    // what an update would stop on (UpdateFileCheck.h). Throws
+    // InvalidUpdateFile when either finds a fault.
+    void loadUpdateFile(UpdateFile& file);
 
     // The chip's identity from its FE object.
     CosIdentity readIdentity();

@@ -18,12 +18,14 @@ Commands:
   info FC|FD|FE          print a COS data object's bytes in hex
   chip show|reset|set    the simulated chip's state (--transport sim)
   help [COMMAND]         this text, or a command's
+FILE "-" is standard input.
 
 Options (before or after the command):
   --transport NAME[:ARG] how to reach the secure element (default: sim)
   --chip FILE            the simulated chip's state file
                          (default: $XDG_STATE_HOME/cosupdate/chip.state,
-                         else ~/.local/state/cosupdate/chip.state)
+                         else ~/.local/state/cosupdate/chip.state,
+                         else ./cosupdate-chip.state)
   --aid-fc HEX, --aid-fd HEX, --aid-fe HEX
                          AIDs of the FC, FD and FE objects
                          (default: F05A4C4D00FC, F05A4C4D00FD, F05A4C4D00FE)
@@ -32,17 +34,19 @@ Options (before or after the command):
                          error (implies --verbose unless --android-log)
   --android-log          also pass the log to the library's default sink
                          (the Android log; stderr on a Linux host)
-  --json                 print one JSON object with the result on stdout
+  --json                 print one JSON object on stdout, whatever happens
+                         (help, version and failures included)
   -h, --help             help; with a command, that command's help
   --version              the tool's version
 
 Exit status:
   0  done (update: deployed; check: an update applies; validate: valid)
-  1  error (file, transport, chip state file, library)
+  1  error (file, transport, chip state file, library, output not written)
   2  bad command line
   3  nothing to do: no update applies to the chip
   4  update failed: a script failed or did not verify; run it again to resume
-  5  the library refused the update file
+  5  the update file was refused (by the library, or for a fault an update
+     would stop on)
 )";
 
 struct CommandText {
@@ -56,7 +60,12 @@ constexpr CommandText kCommands[] = {
 Loads FILE into the library as an update would and reports whether the
 library accepts it. On refusal prints the library's message and the faults it
 logged ("Multiscript content is incorrect : ...", or the kernel's parse error
-with its line). Needs no chip: no transport is opened.
+with its line). A file the library accepts is then checked for what an update
+would stop on or skip: a manifest cosVersion that is not 1 to 4 hex digits,
+an audit script named but missing, a script or audit script the kernel cannot
+parse or finds inconsistent, text after a NUL byte, a second root element.
+Each fault names its entry or script. Needs no chip: no transport is opened.
+FILE "-" is standard input.
 
 Exit status: 0 valid, 5 refused, 1 the file cannot be read.
 )"},
@@ -65,7 +74,7 @@ Exit status: 0 valid, 5 refused, 1 the file cannot be read.
 Loads FILE, reads the chip's FE object (platform, COS version, customer) and
 asks the library whether a script of FILE applies to the chip. Prints the
 script the library selected and its type, as the library's log names them.
-Changes nothing on the chip.
+Changes nothing on the chip. FILE is validated first, as `validate` does.
 
 Exit status: 0 an update applies, 3 none applies, 5 FILE refused, 1 error.
 )"},
@@ -76,7 +85,10 @@ applies after it. While it runs, stderr shows the script being run, its type,
 the APDUs it exchanged and its time (one line rewritten in place on a
 terminal, plain lines otherwise; none with --json). Then a summary on stdout:
 the scripts run with their results, the library's count of deployed scripts,
-and the COS version before and after, read from the chip's FE object.
+and the COS version before and after, read from the chip's FE object. FILE is
+validated first, as `validate` does, before anything is sent to the chip.
+When progress or the summary cannot be written (a closed pipe, a full disk),
+the update still runs to its end; the tool then says so and exits 1.
 
 Exit status: 0 deployed, 3 nothing to do, 4 failed (run again to resume),
 5 FILE refused, 1 error (the update stopped on a transport or library error).
@@ -85,9 +97,11 @@ Exit status: 0 deployed, 3 nothing to do, 4 failed (run again to resume),
 
 Reads a COS data object through the library (getCOSInfo) and prints its bytes
 in hex. FD: its first two bytes. FE: platform id, COS version and customer id
-as TLVs C1, C2, C3; --json adds them decoded.
+as TLVs C1, C2, C3; --json adds them decoded. An object that is empty or is
+not what was asked (an FD that is not 4 bytes, an FE without its TLVs, as an
+--aid-* option pointing at another object gives) is an error.
 
-Exit status: 0 read, 2 unknown tag, 1 error.
+Exit status: 0 read, 2 unknown tag, 1 error (empty or unexpected object too).
 )"},
     {"chip", R"(usage: cosupdate chip show
        cosupdate chip reset
@@ -109,6 +123,14 @@ A missing file is a factory-fresh chip and is created.
 
 Only with --transport sim. Exit status: 0 done, 2 bad field or value,
 1 the chip state file cannot be read or written.
+)"},
+    {"help", R"(usage: cosupdate help [COMMAND]
+       cosupdate [COMMAND] --help
+
+The tool's help, or a command's. With --json, one object whose "text" holds
+the help.
+
+Exit status: 0, or 2 for a COMMAND that is not one.
 )"},
 };
 

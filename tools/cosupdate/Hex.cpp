@@ -57,19 +57,27 @@ std::string formatVersion(uint16_t version) {
     return text;
 }
 
-uint16_t parseVersion(const std::string& text, const std::string& what) {
-    if (text.empty() || text.size() > 4) {
-        throw UsageError(what + ": '" + text + "' is not a version of 1 to 4 hex digits");
+std::optional<uint16_t> readVersion(const std::string& text) {
+    constexpr size_t kMaxDigits = 4;
+    if (text.empty() || text.size() > kMaxDigits) {
+        return std::nullopt;
     }
     unsigned value = 0;
     for (char c : text) {
         const int digit = cosim::hexDigitValue(c);
         if (digit < 0) {
-            throw UsageError(what + ": '" + text + "' is not a version of 1 to 4 hex digits");
+            return std::nullopt;
         }
         value = value << 4 | static_cast<unsigned>(digit);
     }
     return static_cast<uint16_t>(value);
+}
+
+uint16_t parseVersion(const std::string& text, const std::string& what) {
+    if (const std::optional<uint16_t> version = readVersion(text)) {
+        return *version;
+    }
+    throw UsageError(what + ": '" + text + "' is not a version of 1 to 4 hex digits");
 }
 
 }  // namespace cosupdate::cli

@@ -4,6 +4,7 @@
 #define COSUPDATE_CLI_HEX_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ Bytes parseHex(const std::string& text, const std::string& what);
 
 // A COS version as the update file writes it: four hex digits ("0102").
 std::string formatVersion(uint16_t version);
+// The version `text` gives when it is 1 to 4 hex digits and nothing else.
+std::optional<uint16_t> readVersion(const std::string& text);
 // Throws UsageError naming `what` unless `text` is 1 to 4 hex digits.
 uint16_t parseVersion(const std::string& text, const std::string& what);
 

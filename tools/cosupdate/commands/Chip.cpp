@@ -98,10 +98,10 @@ void applySettings(cosim::ChipState& state, const std::vector<std::string>& pair
 }
 
 void describeState(const ChipFile& file, const cosim::ChipState& state, Reply& reply) {
-    JsonArray services;
+    Json services = Json::array();
     std::string serviceText;
     for (const Bytes& service : state.services) {
-        services.add(toHex(service));
+        services.push_back(toHex(service));
         serviceText += (serviceText.empty() ? "" : " ") + toHex(service);
     }
     const std::array<uint8_t, cosim::kFdSize>& fd = state.fd;
@@ -113,14 +113,13 @@ void describeState(const ChipFile& file, const cosim::ChipState& state, Reply& r
     reply.line("FC:              " + toHex(state.fc));
     reply.line("FD:              " + fdHex);
     reply.line("services:        " + (serviceText.empty() ? "(none)" : serviceText));
-    reply.json()
-        .set("chipFile", file.path())
-        .set("platformId", state.platformId)
-        .set("cosVersion", formatVersion(state.cosVersion))
-        .set("customerId", state.customerId)
-        .set("fc", toHex(state.fc))
-        .set("fd", fdHex)
-        .set("services", services);
+    reply.json().update(Json{{"chipFile", file.path()},
+                             {"platformId", state.platformId},
+                             {"cosVersion", formatVersion(state.cosVersion)},
+                             {"customerId", state.customerId},
+                             {"fc", toHex(state.fc)},
+                             {"fd", fdHex},
+                             {"services", services}});
 }
 
 }  // namespace
@@ -152,7 +151,7 @@ ExitStatus runChip(CommandContext& context, Reply& reply) {
     } else {
         throw UsageError("chip: unknown action '" + action + "' (show, reset or set)");
     }
-    reply.json().set("action", action);
+    reply.json()["action"] = action;
     describeState(file, state, reply);
     return ExitStatus::Ok;
 }

@@ -36,11 +36,10 @@ EngineSession& CommandContext::startSession(std::shared_ptr<api::COSUpdateSEMedi
     return *m_session;
 }
 
-JsonObject identityJson(const CosIdentity& identity) {
-    return JsonObject()
-        .set("platformId", identity.platformId)
-        .set("cosVersion", formatVersion(identity.cosVersion))
-        .set("customerId", identity.customerId);
+Json identityJson(const CosIdentity& identity) {
+    return Json{{"platformId", identity.platformId},
+                {"cosVersion", formatVersion(identity.cosVersion)},
+                {"customerId", identity.customerId}};
 }
 
 }  // namespace cosupdate::cli

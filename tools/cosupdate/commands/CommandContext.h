@@ -46,7 +46,7 @@ class CommandContext {
 };
 
 // platformId, cosVersion ("0102"), customerId.
-JsonObject identityJson(const CosIdentity& identity);
+Json identityJson(const CosIdentity& identity);
 
 using CommandFunction = ExitStatus (*)(CommandContext&, Reply&);
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <utility>
 
 #include "Errors.h"
 #include "FeObject.h"
@@ -14,19 +13,25 @@ namespace cosupdate::cli {
 
 namespace {
 
-constexpr std::array<std::pair<const char*, api::COSUpdateTag>, 3> kTags{{
-    {"FC", api::COSUPDATE_TAG_FC},
-    {"FD", api::COSUPDATE_TAG_FD},
-    {"FE", api::COSUPDATE_TAG_FE},
+struct TagDef {
+    const char* name;
+    api::COSUpdateTag tag;
+    const char* aidOption;
+};
+
+constexpr std::array<TagDef, 3> kTags{{
+    {"FC", api::COSUPDATE_TAG_FC, "--aid-fc"},
+    {"FD", api::COSUPDATE_TAG_FD, "--aid-fd"},
+    {"FE", api::COSUPDATE_TAG_FE, "--aid-fe"},
 }};
 
-std::pair<std::string, api::COSUpdateTag> parseTag(const std::string& text) {
+const TagDef& parseTag(const std::string& text) {
     std::string upper = text;
     std::transform(upper.begin(), upper.end(), upper.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    for (const auto& [name, tag] : kTags) {
-        if (upper == name) {
-            return {name, tag};
+    for (const TagDef& def : kTags) {
+        if (upper == def.name) {
+            return def;
         }
     }
     throw UsageError("info: unknown tag '" + text + "' (FC, FD or FE)");
@@ -35,25 +40,30 @@ std::pair<std::string, api::COSUpdateTag> parseTag(const std::string& text) {
 }  // namespace
 
 ExitStatus runInfo(CommandContext& context, Reply& reply) {
-    const auto [name, tag] = parseTag(context.args().at(0));
+    const TagDef& def = parseTag(context.args().at(0));
+    const std::string name = def.name;
+    const std::string aidHint = std::string(" (is ") + def.aidOption + " the object's AID?)";
+    reply.json()["tag"] = name;
     EngineSession& session = context.openSession();
     Bytes data;
-    session.engine().getCOSInfo(tag, data);
+    session.engine().getCOSInfo(def.tag, data);
 
     if (data.empty()) {
         // The library gives nothing, and no error, for an empty object and
-        // for an FD that is not four bytes long.
-        context.console().line("cosupdate: " + name + ": the library returned no bytes");
+        // for an FD that is not four bytes long (an AID that selects another
+        // object, for instance).
+        throw ToolError(name + ": the chip returned no data: the object is empty" +
+                        (def.tag == api::COSUPDATE_TAG_FD ? " or not 4 bytes long" : "") + aidHint);
     }
-    reply.line(toHex(data));
-    reply.json().set("tag", name).set("hex", toHex(data));
-    if (tag == api::COSUPDATE_TAG_FE) {
-        // The bytes are the answer; their decoding is a bonus for scripts.
+    reply.json()["hex"] = toHex(data);
+    if (def.tag == api::COSUPDATE_TAG_FE) {
         try {
-            reply.json().merge(identityJson(decodeFe(data)));
-        } catch (const ToolError&) {
+            reply.json().update(identityJson(decodeFe(data)));
+        } catch (const ToolError& e) {
+            throw ToolError(name + ": not an FE object" + aidHint + ": " + e.what());
         }
     }
+    reply.line(toHex(data));
     return ExitStatus::Ok;
 }
 

@@ -76,45 +76,43 @@ std::optional<CosIdentity> identityAfter(EngineSession& session) {
 }
 
 void reportResult(const Outcome& outcome, ExitStatus status, Reply& reply) {
-    reply.json().set("result", resultName(status));
+    reply.json()["result"] = resultName(status);
     if (outcome.result) {
-        reply.json().set("engineResult", *outcome.result);
-    } else {
-        reply.json().setNull("engineResult");
+        reply.json()["engineResult"] = *outcome.result;
     }
     reply.line("result:       " + resultName(status) +
                (outcome.error.empty() ? "" : ": " + outcome.error));
     if (!outcome.error.empty()) {
-        reply.json().set("error", outcome.error);
+        reply.json()["error"] = outcome.error;
     }
 }
 
 void reportScripts(const RunTracker& tracker, Reply& reply) {
-    JsonArray scripts;
+    Json scripts = Json::array();
     reply.line("scripts run:  " + std::to_string(tracker.runs().size()));
     for (const ScriptRun& run : tracker.runs()) {
         std::string text = "  " + describeScript(run.script) + ": " + describeResult(run);
-        JsonObject json;
-        json.set("name", run.script.name).set("type", run.script.type);
-        json.set("result", describeResult(run));
+        Json json{{"name", run.script.name},
+                  {"type", run.script.type},
+                  {"result", describeResult(run)},
+                  {"cosVersionAfter", nullptr}};
         if (run.versionAfter) {
             text += ", COS " + formatVersion(*run.versionAfter);
-            json.set("cosVersionAfter", formatVersion(*run.versionAfter));
+            json["cosVersionAfter"] = formatVersion(*run.versionAfter);
         }
         text += ", " + std::to_string(run.apdus) + " APDUs, " + formatDuration(run.elapsed);
-        json.set("apdus", run.apdus).set("elapsedMs", milliseconds(run.elapsed));
+        json["apdus"] = run.apdus;
+        json["elapsedMs"] = milliseconds(run.elapsed);
         reply.line(text);
-        scripts.add(json);
+        scripts.push_back(json);
     }
-    reply.json().set("scripts", scripts);
+    reply.json()["scripts"] = scripts;
     if (tracker.deployedCount()) {
         // The library counts patches and services without an audit script.
         reply.line("deployed:     " + std::to_string(*tracker.deployedCount()) +
                    " (as the library counts them)");
-        reply.json().set("deployed", *tracker.deployedCount());
-    } else {
-        reply.json().set("deployed", 0);
     }
+    reply.json()["deployed"] = tracker.deployedCount().value_or(0);
 }
 
 void reportVersions(const CosIdentity& before, const std::optional<CosIdentity>& after,
@@ -123,11 +121,9 @@ void reportVersions(const CosIdentity& before, const std::optional<CosIdentity>&
     const std::string to = after ? formatVersion(after->cosVersion) : "unknown";
     reply.line("COS version:  " + from + " -> " + to);
     reply.line("chip:         " + describe(after ? *after : before));
-    reply.json().set("before", identityJson(before));
+    reply.json()["before"] = identityJson(before);
     if (after) {
-        reply.json().set("after", identityJson(*after));
-    } else {
-        reply.json().setNull("after");
+        reply.json()["after"] = identityJson(*after);
     }
 }
 
@@ -135,21 +131,18 @@ void reportErrors(const std::vector<std::string>& errors, Reply& reply) {
     if (!errors.empty()) {
         reply.line("errors the library logged:");
     }
-    JsonArray json;
     for (const std::string& error : errors) {
         reply.line("  " + error);
-        json.add(error);
     }
-    reply.json().set("errors", json);
 }
 
 }  // namespace
 
 ExitStatus runUpdate(CommandContext& context, Reply& reply) {
-    const std::string& path = context.args().at(0);
-    std::ifstream file = openUpdateFile(path);
+    reply.json()["file"] = context.args().at(0);
+    UpdateFile file = UpdateFile::open(context.args().at(0));
     EngineSession& session = context.openSession();
-    session.loadUpdateFile(file, path);
+    session.loadUpdateFile(file);
     const CosIdentity before = session.readIdentity();
     const RunTracker& tracker = session.log().tracker();
     const size_t errorsBefore = tracker.errors().size();
@@ -166,12 +159,13 @@ ExitStatus runUpdate(CommandContext& context, Reply& reply) {
     if (!outcome.error.empty()) {
         context.console().line("cosupdate: update stopped: " + outcome.error);
     }
-    reply.json().set("file", path);
     reportResult(outcome, status, reply);
     reportScripts(tracker, reply);
     reportVersions(before, identityAfter(session), reply);
     reply.line("APDUs:        " + std::to_string(apdus) + " in " + formatDuration(outcome.elapsed));
-    reply.json().set("apdus", apdus).set("elapsedMs", milliseconds(outcome.elapsed));
+    reply.json()["apdus"] = apdus;
+    reply.json()["elapsedMs"] = milliseconds(outcome.elapsed);
+    reply.json()["errors"] = Json(errors);
     if (status == ExitStatus::UpdateFailed || status == ExitStatus::Error) {
         reportErrors(errors, reply);
     }

@@ -1,5 +1,6 @@
 // cosupdate validate FILE: loads the update file into an engine that has no
-// chip behind it, and reports what the library made of it.
+// chip behind it, and reports what the library, and the kernel for what the
+// library leaves to run time, made of it.
 
 #include "Errors.h"
 #include "commands/CommandContext.h"
@@ -7,24 +8,23 @@
 namespace cosupdate::cli {
 
 ExitStatus runValidate(CommandContext& context, Reply& reply) {
-    const std::string& path = context.args().at(0);
-    std::ifstream file = openUpdateFile(path);
+    reply.json()["file"] = context.args().at(0);
+    UpdateFile file = UpdateFile::open(context.args().at(0));
     EngineSession& session = context.openOfflineSession();
-    reply.json().set("file", path);
     try {
-        session.loadUpdateFile(file, path);
+        session.loadUpdateFile(file);
     } catch (const InvalidUpdateFile& e) {
-        reply.line(path + ": invalid: " + e.libraryMessage());
-        JsonArray faults;
+        reply.line(file.path() + ": invalid: " + e.libraryMessage());
         for (const std::string& fault : e.details()) {
             reply.line("  " + fault);
-            faults.add(fault);
         }
-        reply.json().set("valid", false).set("error", e.libraryMessage()).set("faults", faults);
+        reply.json()["valid"] = false;
+        reply.json()["error"] = e.libraryMessage();
+        reply.json()["details"] = Json(e.details());
         return ExitStatus::InvalidFile;
     }
-    reply.line(path + ": valid");
-    reply.json().set("valid", true);
+    reply.line(file.path() + ": valid");
+    reply.json()["valid"] = true;
     return ExitStatus::Ok;
 }
 
