@@ -98,7 +98,7 @@ int dispatch(const Invocation& invocation, std::ostream& out, Console& console) 
     checkArgumentCount(def, args.size());
     CommandContext context(options, console, args);
     Reply reply;
-    const ExitStatus status = def.run(context, reply);
+    const ExitStatus status = context.runGuarded([&] { return def.run(context, reply); });
     reply.print(out, options.json, def.name, status);
     return toInt(status);
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Cli.h"
+#include "StopRequest.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ cosupdate::cli::Terminal stderrTerminal() {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    cosupdate::cli::installStopHandlers();
     const std::vector<std::string> args(argv + 1, argv + argc);
     return cosupdate::cli::runCli(args, std::cout, std::cerr, stderrTerminal());
 }
