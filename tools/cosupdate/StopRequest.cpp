@@ -18,7 +18,12 @@ bool g_handled[kSignalCount] = {};
 void setDisposition(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
+    // While the handler runs, another stop signal waits, and then finds the
+    // default disposition: it ends the process.
     sigemptyset(&action.sa_mask);
+    for (int other : kStopSignals) {
+        sigaddset(&action.sa_mask, other);
+    }
     // Output and file I/O go on undisturbed: the request is polled.
     action.sa_flags = SA_RESTART;
     sigaction(signal, &action, nullptr);
