@@ -40,33 +40,46 @@ ChipLock::ChipLock(const std::string& lockPath, const std::string& stateName, bo
         throw ToolError("chip state file " + stateName + ": cannot open its lock file " + lockPath +
                         ": " + std::strerror(errno));
     }
-    if (!tryLock()) {
-        const std::string inUse = "chip state file " + stateName + " is in use by " + holder();
-        if (!wait) {
-            ::close(m_fd);
-            throw ToolError(inUse);
-        }
-        notice(inUse + "; waiting for it");
-        while (!tryLock()) {
-            if (stopRequested()) {
-                ::close(m_fd);
-                throw ToolError(kInterruptedMessage, ExitStatus::Interrupted);
-            }
-            std::this_thread::sleep_for(kPollInterval);
-        }
+    try {
+        acquire(stateName, wait, notice);
+    } catch (...) {
+        ::close(m_fd);
+        throw;
     }
     recordHolder();
+}
+
+void ChipLock::acquire(const std::string& stateName, bool wait, const WaitNotice& notice) {
+    if (tryLock(stateName)) {
+        return;
+    }
+    const std::string inUse = "chip state file " + stateName + " is in use by " + holder();
+    if (!wait) {
+        throw ToolError(inUse);
+    }
+    notice(inUse + "; waiting for it");
+    while (!tryLock(stateName)) {
+        if (stopRequested()) {
+            throw ToolError(kInterruptedMessage, ExitStatus::Interrupted);
+        }
+        std::this_thread::sleep_for(kPollInterval);
+    }
 }
 
 ChipLock::~ChipLock() {
     ::close(m_fd);
 }
 
-bool ChipLock::tryLock() {
+// False while another process holds the lock.
+bool ChipLock::tryLock(const std::string& stateName) {
     int result = 0;
     do {
         result = ::flock(m_fd, LOCK_EX | LOCK_NB);
     } while (result != 0 && errno == EINTR);
+    if (result != 0 && errno != EWOULDBLOCK) {
+        throw ToolError("chip state file " + stateName +
+                        ": cannot lock it: " + std::strerror(errno));
+    }
     return result == 0;
 }
 

@@ -29,7 +29,8 @@ class ChipLock {
     ChipLock& operator=(const ChipLock&) = delete;
 
   private:
-    bool tryLock();
+    void acquire(const std::string& stateName, bool wait, const WaitNotice& notice);
+    bool tryLock(const std::string& stateName);
     std::string holder() const;
     void recordHolder();
 
