@@ -3,6 +3,10 @@
 //
 //   cosupdate-gen --entries 100000 --image-size 4194304 -o big-update.xml
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -72,6 +76,29 @@ Arguments parseArguments(int argc, char** argv) {
     return arguments;
 }
 
+// Written beside FILE and renamed over it only once complete: a bad option
+// or a full disk leaves FILE as it was, or absent.
+int writeOutput(const Arguments& arguments) {
+    const std::string temporary = arguments.output + ".tmp." + std::to_string(::getpid());
+    bool written = false;
+    try {
+        std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
+        cosim::writeUpdateFile(arguments.options, file);
+        file.close();
+        written = !file.fail();
+    } catch (...) {
+        std::remove(temporary.c_str());
+        throw;
+    }
+    if (!written || std::rename(temporary.c_str(), arguments.output.c_str()) != 0) {
+        std::cerr << "cosupdate-gen: cannot write " << arguments.output << ": "
+                  << std::strerror(errno) << '\n';
+        std::remove(temporary.c_str());
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -81,14 +108,7 @@ int main(int argc, char** argv) {
             cosim::writeUpdateFile(arguments.options, std::cout);
             return std::cout ? EXIT_SUCCESS : EXIT_FAILURE;
         }
-        std::ofstream file(arguments.output, std::ios::binary | std::ios::trunc);
-        cosim::writeUpdateFile(arguments.options, file);
-        file.flush();
-        if (!file) {
-            std::cerr << "cosupdate-gen: cannot write " << arguments.output << '\n';
-            return EXIT_FAILURE;
-        }
-        return EXIT_SUCCESS;
+        return writeOutput(arguments);
     } catch (const std::invalid_argument& e) {
         std::cerr << "cosupdate-gen: " << e.what() << '\n' << kUsage;
         return kUsageError;

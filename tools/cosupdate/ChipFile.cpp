@@ -55,11 +55,16 @@ bool ChipFile::exists() const {
     return fs::exists(m_path, error);
 }
 
+std::unique_ptr<ChipLock> ChipFile::lock(bool wait, const ChipLock::WaitNotice& notice) const {
+    const std::string target = usableTarget();
+    createDirectoryOf(target);
+    auto lock = std::make_unique<ChipLock>(target + ".lock", m_path, wait, notice);
+    cosim::removeStaleTemporaryFiles(target);
+    return lock;
+}
+
 cosim::ChipState ChipFile::load() const {
-    std::error_code error;
-    if (fs::is_directory(m_path, error)) {
-        throw ToolError("chip state file " + m_path + ": is a directory");
-    }
+    usableTarget();
     std::ifstream file(m_path, std::ios::binary);
     if (!file) {
         throw ToolError("chip state file " + m_path + ": cannot read: " + std::strerror(errno));
@@ -83,7 +88,27 @@ cosim::ChipState ChipFile::loadOrCreate() const {
 }
 
 void ChipFile::save(const cosim::ChipState& state) const {
-    const fs::path parent = fs::path(m_path).parent_path();
+    createDirectoryOf(usableTarget());
+    try {
+        cosim::saveStateFile(m_path, state);
+    } catch (const cosim::StateFileError& e) {
+        throw ToolError(e.what());
+    }
+}
+
+// The file the path stands for, refused unless missing or a regular file.
+std::string ChipFile::usableTarget() const {
+    try {
+        const std::string target = cosim::stateFileTarget(m_path);
+        cosim::requireRegularStateFile(target);
+        return target;
+    } catch (const cosim::StateFileError& e) {
+        throw ToolError(e.what());
+    }
+}
+
+void ChipFile::createDirectoryOf(const std::string& target) const {
+    const fs::path parent = fs::path(target).parent_path();
     std::error_code error;
     if (!parent.empty() && !fs::is_directory(parent, error)) {
         fs::create_directories(parent, error);
@@ -91,11 +116,6 @@ void ChipFile::save(const cosim::ChipState& state) const {
             throw ToolError("chip state file " + m_path + ": cannot create " + parent.string() +
                             ": " + error.message());
         }
-    }
-    try {
-        cosim::saveStateFile(m_path, state);
-    } catch (const cosim::StateFileError& e) {
-        throw ToolError(e.what());
     }
 }
 

@@ -1,12 +1,15 @@
 // The file that keeps the simulated chip between runs of the tool (the
-// format of cosim/StateFile.h). A missing file is a factory-fresh chip.
+// format of cosim/StateFile.h). A missing file is a factory-fresh chip; a
+// symbolic link stands for its target.
 
 #ifndef COSUPDATE_CLI_CHIP_FILE_H
 #define COSUPDATE_CLI_CHIP_FILE_H
 
+#include <memory>
 #include <string>
 #include <utility>
 
+#include "ChipLock.h"
 #include "cosim/ChipState.h"
 
 namespace cosupdate::cli {
@@ -24,7 +27,13 @@ class ChipFile {
     const std::string& path() const { return m_path; }
     bool exists() const;
 
-    // Throw ToolError naming the file (and the line at fault).
+    // Takes the chip for this process (ChipLock) and removes what crashed
+    // saves left beside the file. Refuses a path that is not a regular file
+    // first, and creates missing parent directories. Throws ToolError.
+    std::unique_ptr<ChipLock> lock(bool wait, const ChipLock::WaitNotice& notice) const;
+
+    // Throw ToolError naming the file (and the line at fault, or the OS's
+    // reason).
     cosim::ChipState load() const;
     // A missing file is written with the factory state first.
     cosim::ChipState loadOrCreate() const;
@@ -32,6 +41,9 @@ class ChipFile {
     void save(const cosim::ChipState& state) const;
 
   private:
+    std::string usableTarget() const;
+    void createDirectoryOf(const std::string& target) const;
+
     std::string m_path;
 };
 

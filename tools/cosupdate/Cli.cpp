@@ -118,7 +118,7 @@ ExitStatus dispatch(const Invocation& invocation, Reply& reply, std::ostream& er
     checkArgumentCount(def, args.size());
     Console console(err, terminal.interactive && !options.json, terminal.width);
     CommandContext context(options, console, args);
-    return def.run(context, reply);
+    return context.runGuarded([&] { return def.run(context, reply); });
 }
 
 struct Failure {

@@ -48,6 +48,8 @@ const std::vector<OptionDef>& optionDefs() {
         {"--json", nullptr, false, [](Options& o, const std::string&) { o.json = true; }},
         {"--help", "-h", false, [](Options& o, const std::string&) { o.help = true; }},
         {"--version", nullptr, false, [](Options& o, const std::string&) { o.version = true; }},
+        {"--wait", nullptr, false, [](Options& o, const std::string&) { o.wait = true; }},
+        {"--force", nullptr, false, [](Options& o, const std::string&) { o.force = true; }},
     };
     return defs;
 }

@@ -22,6 +22,8 @@ struct Options {
     bool json = false;
     bool help = false;
     bool version = false;
+    bool wait = false;   // for a chip state file another process holds
+    bool force = false;  // `chip reset` over a file that is not a chip state file
 };
 
 struct Invocation {

@@ -14,6 +14,7 @@ enum class ExitStatus : int {
     NothingToDo = 3,   // `update`, `check`: no update applies to the chip
     UpdateFailed = 4,  // `update`: a script failed or did not verify
     InvalidFile = 5,   // the library refused the update file
+    Interrupted = 6,   // stopped by SIGINT, SIGTERM or SIGHUP; run it again to resume
 };
 
 inline int toInt(ExitStatus status) {

@@ -36,6 +36,10 @@ Options (before or after the command):
                          (the Android log; stderr on a Linux host)
   --json                 print one JSON object on stdout, whatever happens
                          (help, version and failures included)
+  --wait                 wait for a chip state file another cosupdate uses,
+                         instead of failing at once
+  --force                chip reset: overwrite a file that is not a chip
+                         state file
   -h, --help             help; with a command, that command's help
   --version              the tool's version
 
@@ -47,6 +51,7 @@ Exit status:
   4  update failed: a script failed or did not verify; run it again to resume
   5  the update file was refused (by the library, or for a fault an update
      would stop on)
+  6  interrupted (SIGINT, SIGTERM, SIGHUP): run the same command again to resume
 )";
 
 struct CommandText {
@@ -76,7 +81,8 @@ asks the library whether a script of FILE applies to the chip. Prints the
 script the library selected and its type, as the library's log names them.
 Changes nothing on the chip. FILE is validated first, as `validate` does.
 
-Exit status: 0 an update applies, 3 none applies, 5 FILE refused, 1 error.
+Exit status: 0 an update applies, 3 none applies, 5 FILE refused, 1 error,
+6 interrupted.
 )"},
     {"update", R"(usage: cosupdate update FILE
 
@@ -90,8 +96,12 @@ validated first, as `validate` does, before anything is sent to the chip.
 When progress or the summary cannot be written (a closed pipe, a full disk),
 the update still runs to its end; the tool then says so and exits 1.
 
+A signal (Ctrl-C, SIGTERM, SIGHUP) stops the update between two APDUs; a
+second one ends it at once. Either way the same command resumes it.
+
 Exit status: 0 deployed, 3 nothing to do, 4 failed (run again to resume),
-5 FILE refused, 1 error (the update stopped on a transport or library error).
+5 FILE refused, 6 interrupted, 1 error (the update stopped on a transport or
+library error, or the chip state file could not be written).
 )"},
     {"info", R"(usage: cosupdate info FC|FD|FE
 
@@ -101,7 +111,8 @@ as TLVs C1, C2, C3; --json adds them decoded. An object that is empty or is
 not what was asked (an FD that is not 4 bytes, an FE without its TLVs, as an
 --aid-* option pointing at another object gives) is an error.
 
-Exit status: 0 read, 2 unknown tag, 1 error (empty or unexpected object too).
+Exit status: 0 read, 2 unknown tag, 1 error (empty or unexpected object too),
+6 interrupted.
 )"},
     {"chip", R"(usage: cosupdate chip show
        cosupdate chip reset
@@ -112,17 +123,19 @@ A missing file is a factory-fresh chip and is created.
 
   show    print the state
   reset   back to the factory state: platform ZLM-P1, COS 0100, customer
-          ACME, FC 5A4C4D010000002A, FD 0A010003, no service
-  set     change fields:
+          ACME, FC 5A4C4D010000002A, FD 0A010003, no service; refuses to
+          overwrite a file that is not a chip state file unless --force
+  set     change fields, printing nothing:
             platform TEXT       platform id, printable ASCII, 1-127 chars
             version HEX         COS version, 1-4 hex digits (0101)
-            customer TEXT       customer id; "" for none
+            customer TEXT       customer id, 0-127 chars; "" for none
             fc HEX              FC content, up to 1024 bytes
             fd HEX              FD content, 4 bytes
             services AID,AID    installed services; "" or none for none
 
 Only with --transport sim. Exit status: 0 done, 2 bad field or value,
-1 the chip state file cannot be read or written.
+1 the chip state file cannot be read or written, is not a chip state file
+(reset) or is in use by another cosupdate (see --wait).
 )"},
     {"help", R"(usage: cosupdate help [COMMAND]
        cosupdate [COMMAND] --help

@@ -11,6 +11,7 @@
 
 #include "Cli.h"
 #include "FdOutput.h"
+#include "StopRequest.h"
 
 namespace {
 
@@ -41,6 +42,7 @@ int main(int argc, char* argv[]) {
     keepStandardStreamsOpen();
     // A reader that goes away is a write error to report, not a reason to stop.
     std::signal(SIGPIPE, SIG_IGN);
+    cosupdate::cli::installStopHandlers();
     const std::vector<std::string> args(argv + 1, argv + argc);
     cosupdate::cli::FdOutput outBuffer(STDOUT_FILENO);
     cosupdate::cli::FdOutput errBuffer(STDERR_FILENO);

@@ -23,7 +23,8 @@ bool isPrintableAscii(const std::string& text) {
 
 void checkId(const std::string& text, const char* field, bool mayBeEmpty) {
     if ((!mayBeEmpty && text.empty()) || text.size() > kMaxIdLength) {
-        throw std::invalid_argument(std::string(field) + ": must have 1 to 127 characters");
+        throw std::invalid_argument(std::string(field) + ": must have " +
+                                    (mayBeEmpty ? "at most" : "1 to") + " 127 characters");
     }
     if (!isPrintableAscii(text)) {
         throw std::invalid_argument(std::string(field) + ": printable ASCII only");

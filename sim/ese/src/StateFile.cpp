@@ -1,11 +1,13 @@
 #include "cosim/StateFile.h"
 
-#include <unistd.h>
-
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <system_error>
+
+#include "DurableFile.h"
 
 namespace cosim {
 
@@ -125,9 +127,10 @@ ChipState parseState(const std::string& text) {
 }
 
 ChipState loadStateFile(const std::string& path) {
+    requireRegularStateFile(path);
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw StateFileError("cannot read chip state file " + path);
+        throw StateFileError("cannot read chip state file " + path + ": " + std::strerror(errno));
     }
     std::ostringstream text;
     text << file.rdbuf();
@@ -136,20 +139,32 @@ ChipState loadStateFile(const std::string& path) {
 
 void saveStateFile(const std::string& path, const ChipState& state) {
     validate(state);
-    const std::string temporary = path + ".tmp." + std::to_string(::getpid());
-    {
-        std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-        file << formatState(state);
-        file.flush();
-        if (!file) {
-            std::remove(temporary.c_str());
-            throw StateFileError("cannot write chip state file " + temporary);
-        }
+    try {
+        const std::string target = durable::followLinks(path);
+        requireRegularStateFile(target);
+        durable::replace(target, formatState(state));
+    } catch (const std::system_error& e) {
+        throw StateFileError("chip state file " + path + ": " + e.what());
     }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        throw StateFileError("cannot replace chip state file " + path);
+}
+
+std::string stateFileTarget(const std::string& path) {
+    try {
+        return durable::followLinks(path);
+    } catch (const std::system_error& e) {
+        throw StateFileError("chip state file " + path + ": " + e.what());
     }
+}
+
+void requireRegularStateFile(const std::string& path) {
+    const std::string kind = durable::nonRegularKind(path);
+    if (!kind.empty()) {
+        throw StateFileError("chip state file " + path + " is " + kind + ", not a regular file");
+    }
+}
+
+size_t removeStaleTemporaryFiles(const std::string& path) {
+    return durable::removeStaleTemporaries(stateFileTarget(path));
 }
 
 }  // namespace cosim

@@ -97,7 +97,19 @@ void applySettings(cosim::ChipState& state, const std::vector<std::string>& pair
     }
 }
 
-void describeState(const ChipFile& file, const cosim::ChipState& state, Reply& reply) {
+// `chip reset` replaces a chip; whatever else the file holds is not ours to lose.
+void requireChipStateFile(const ChipFile& file) {
+    if (!file.exists()) {
+        return;
+    }
+    try {
+        file.load();
+    } catch (const ToolError& e) {
+        throw ToolError(std::string(e.what()) + "; chip reset overwrites it only with --force");
+    }
+}
+
+void describeState(const ChipFile& file, const cosim::ChipState& state, bool asText, Reply& reply) {
     Json services = Json::array();
     std::string serviceText;
     for (const Bytes& service : state.services) {
@@ -106,13 +118,15 @@ void describeState(const ChipFile& file, const cosim::ChipState& state, Reply& r
     }
     const std::array<uint8_t, cosim::kFdSize>& fd = state.fd;
     const std::string fdHex = toHex(Bytes(fd.begin(), fd.end()));
-    reply.line("chip state file: " + file.path());
-    reply.line("platform id:     " + state.platformId);
-    reply.line("COS version:     " + formatVersion(state.cosVersion));
-    reply.line("customer id:     " + (state.customerId.empty() ? "(none)" : state.customerId));
-    reply.line("FC:              " + toHex(state.fc));
-    reply.line("FD:              " + fdHex);
-    reply.line("services:        " + (serviceText.empty() ? "(none)" : serviceText));
+    if (asText) {
+        reply.line("chip state file: " + file.path());
+        reply.line("platform id:     " + state.platformId);
+        reply.line("COS version:     " + formatVersion(state.cosVersion));
+        reply.line("customer id:     " + (state.customerId.empty() ? "(none)" : state.customerId));
+        reply.line("FC:              " + toHex(state.fc));
+        reply.line("FD:              " + fdHex);
+        reply.line("services:        " + (serviceText.empty() ? "(none)" : serviceText));
+    }
     reply.json().update(Json{{"chipFile", file.path()},
                              {"platformId", state.platformId},
                              {"cosVersion", formatVersion(state.cosVersion)},
@@ -131,28 +145,31 @@ ExitStatus runChip(CommandContext& context, Reply& reply) {
     }
     const std::vector<std::string>& args = context.args();
     const std::string& action = args.at(0);
+    if (action != "show" && action != "reset" && action != "set") {
+        throw UsageError("chip: unknown action '" + action + "' (show, reset or set)");
+    }
+    if (action != "set" && args.size() != 1) {
+        throw UsageError("chip " + action + " takes no argument");
+    }
     const ChipFile file(context.chipFile());
+    context.lockChipFile();
     cosim::ChipState state;
     if (action == "show") {
-        if (args.size() != 1) {
-            throw UsageError("chip show takes no argument");
-        }
         state = file.loadOrCreate();
     } else if (action == "reset") {
-        if (args.size() != 1) {
-            throw UsageError("chip reset takes no argument");
+        if (!context.options().force) {
+            requireChipStateFile(file);
         }
         state = cosim::ChipState::factoryDefault();
         file.save(state);
-    } else if (action == "set") {
+    } else {
         state = file.loadOrCreate();
         applySettings(state, std::vector<std::string>(args.begin() + 1, args.end()));
         file.save(state);
-    } else {
-        throw UsageError("chip: unknown action '" + action + "' (show, reset or set)");
     }
     reply.json()["action"] = action;
-    describeState(file, state, reply);
+    // `chip set` is quiet on success; --json still gives the state.
+    describeState(file, state, action != "set", reply);
     return ExitStatus::Ok;
 }
 

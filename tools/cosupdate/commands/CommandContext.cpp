@@ -5,6 +5,7 @@
 #include "ChipFile.h"
 #include "Errors.h"
 #include "OfflineMedia.h"
+#include "StopRequest.h"
 
 namespace cosupdate::cli {
 
@@ -12,15 +13,49 @@ std::string CommandContext::chipFile() const {
     return m_options.chipFile.empty() ? defaultChipFile() : m_options.chipFile;
 }
 
+void CommandContext::lockChipFile() {
+    if (!m_chipLock) {
+        m_chipLock = ChipFile(chipFile()).lock(m_options.wait, [this](const std::string& notice) {
+            m_console.line("cosupdate: " + notice);
+        });
+    }
+}
+
 Transport& CommandContext::transport() {
     if (!m_transport) {
-        m_transport = openTransport(parseTransportChoice(m_options.transport), chipFile());
+        const TransportChoice choice = parseTransportChoice(m_options.transport);
+        if (choice.name == "sim") {
+            lockChipFile();
+        }
+        m_transport = openTransport(choice, chipFile());
     }
     return *m_transport;
 }
 
 EngineSession& CommandContext::openSession() {
-    return startSession(transport().media());
+    m_guard = std::make_shared<GuardedMedia>(transport().media(), stopRequested);
+    return startSession(m_guard);
+}
+
+std::optional<ToolError> CommandContext::stopError() const {
+    if (m_guard && m_guard->fatalError()) {
+        return ToolError(*m_guard->fatalError());
+    }
+    if (m_guard && m_guard->interrupted()) {
+        return ToolError(kInterruptedMessage, ExitStatus::Interrupted);
+    }
+    return std::nullopt;
+}
+
+ExitStatus CommandContext::runGuarded(const std::function<ExitStatus()>& command) {
+    try {
+        return command();
+    } catch (...) {
+        if (const std::optional<ToolError> stop = stopError()) {
+            throw *stop;
+        }
+        throw;
+    }
 }
 
 EngineSession& CommandContext::openOfflineSession() {

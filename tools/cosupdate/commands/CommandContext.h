@@ -4,13 +4,18 @@
 #ifndef COSUPDATE_CLI_COMMAND_CONTEXT_H
 #define COSUPDATE_CLI_COMMAND_CONTEXT_H
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "ChipLock.h"
 #include "CommandLine.h"
 #include "Console.h"
 #include "EngineSession.h"
+#include "Errors.h"
+#include "GuardedMedia.h"
 #include "Reply.h"
 #include "Transport.h"
 
@@ -27,13 +32,26 @@ class CommandContext {
 
     // --chip, or the default chip state file.
     std::string chipFile() const;
-    // The transport --transport names, opened once.
+    // Holds the chip state file for the rest of the command (--wait: waits
+    // for it). Idempotent.
+    void lockChipFile();
+    // The transport --transport names, opened once; the simulated chip's
+    // state file locked first.
     Transport& transport();
 
-    // An engine over the transport, with the AIDs registered.
+    // An engine over the transport, with the AIDs registered. The transport
+    // is guarded (GuardedMedia): a stop request or a fatal transport error
+    // ends the engine's operation at the next exchange.
     EngineSession& openSession();
     // An engine over no secure element at all: enough to load a file.
     EngineSession& openOfflineSession();
+
+    // Why the guard stopped the run, as the error to report (exit 6 for a
+    // stop request, 1 for a fatal transport error), if it did.
+    std::optional<ToolError> stopError() const;
+    // Runs a command; whatever it throws after the guard stopped the run
+    // becomes stopError(), the real reason.
+    ExitStatus runGuarded(const std::function<ExitStatus()>& command);
 
   private:
     EngineSession& startSession(std::shared_ptr<api::COSUpdateSEMediaInterface> media);
@@ -41,7 +59,9 @@ class CommandContext {
     const Options& m_options;
     Console& m_console;
     std::vector<std::string> m_args;
+    std::unique_ptr<ChipLock> m_chipLock;  // released last
     std::unique_ptr<Transport> m_transport;
+    std::shared_ptr<GuardedMedia> m_guard;
     std::unique_ptr<EngineSession> m_session;  // released before the transport goes
 };
 

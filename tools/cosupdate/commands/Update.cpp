@@ -45,6 +45,8 @@ std::string resultName(ExitStatus status) {
             return "nothing to do";
         case ExitStatus::UpdateFailed:
             return "failed";
+        case ExitStatus::Interrupted:
+            return "interrupted";
         default:
             return "error";
     }
@@ -75,15 +77,18 @@ std::optional<CosIdentity> identityAfter(EngineSession& session) {
     }
 }
 
-void reportResult(const Outcome& outcome, ExitStatus status, Reply& reply) {
+void reportResult(const Outcome& outcome, ExitStatus status, const std::string& error,
+                  Reply& reply) {
     reply.json()["result"] = resultName(status);
     if (outcome.result) {
         reply.json()["engineResult"] = *outcome.result;
     }
-    reply.line("result:       " + resultName(status) +
-               (outcome.error.empty() ? "" : ": " + outcome.error));
-    if (!outcome.error.empty()) {
-        reply.json()["error"] = outcome.error;
+    // The interruption's message starts with "interrupted" itself.
+    const bool interrupted = status == ExitStatus::Interrupted;
+    reply.line("result:       " + (interrupted ? "" : resultName(status)) +
+               (error.empty() || interrupted ? "" : ": ") + error);
+    if (!error.empty()) {
+        reply.json()["error"] = error;
     }
 }
 
@@ -120,7 +125,7 @@ void reportVersions(const CosIdentity& before, const std::optional<CosIdentity>&
     const std::string from = formatVersion(before.cosVersion);
     const std::string to = after ? formatVersion(after->cosVersion) : "unknown";
     reply.line("COS version:  " + from + " -> " + to);
-    reply.line("chip:         " + describe(after ? *after : before));
+    reply.line("chip:         " + (after ? describe(*after) : "not read after the run"));
     reply.json()["before"] = identityJson(before);
     if (after) {
         reply.json()["after"] = identityJson(*after);
@@ -151,17 +156,24 @@ ExitStatus runUpdate(CommandContext& context, Reply& reply) {
     UpdateProgress progress(context.console());
     const Outcome outcome = runEngine(session, context.options().json ? nullptr : &progress);
     context.console().clearStatus();
-    const ExitStatus status = statusOf(outcome);
+    // A stop the guard made shows to the library as a failed exchange; the
+    // real reason replaces what the library made of it.
+    const std::optional<ToolError> stop = context.stopError();
+    const ExitStatus status = stop ? stop->status() : statusOf(outcome);
+    const std::string error = stop ? stop->what() : outcome.error;
     const std::vector<std::string> errors(
         tracker.errors().begin() + static_cast<ptrdiff_t>(errorsBefore), tracker.errors().end());
     const uint64_t apdus = tracker.apdus() - apdusBefore;
 
-    if (!outcome.error.empty()) {
-        context.console().line("cosupdate: update stopped: " + outcome.error);
+    if (!error.empty()) {
+        context.console().line(std::string("cosupdate: ") +
+                               (status == ExitStatus::Interrupted ? "" : "update stopped: ") +
+                               error);
     }
-    reportResult(outcome, status, reply);
+    reportResult(outcome, status, error, reply);
     reportScripts(tracker, reply);
-    reportVersions(before, identityAfter(session), reply);
+    // A stopped transport reads nothing more.
+    reportVersions(before, stop ? std::nullopt : identityAfter(session), reply);
     reply.line("APDUs:        " + std::to_string(apdus) + " in " + formatDuration(outcome.elapsed));
     reply.json()["apdus"] = apdus;
     reply.json()["elapsedMs"] = milliseconds(outcome.elapsed);

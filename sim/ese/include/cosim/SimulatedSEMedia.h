@@ -50,7 +50,11 @@ class SimulatedSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInter
     // Time every exchange takes, waited with sub-millisecond precision.
     void setLatency(std::chrono::nanoseconds perExchange) { m_latency = perExchange; }
 
-    // Saves the chip's state to `path` after every exchange that changed it.
+    // Saves the chip's state to `path` (cosim::saveStateFile) after every
+    // exchange that changed it, before the answer is returned. A save that
+    // fails throws cosim::StateFileError rather than COSUpdateException: the
+    // chip went on but the file did not, so no retry can help and the caller
+    // must stop the run.
     void persistTo(std::string path);
 
     void setExchangeObserver(ExchangeObserver observer) { m_observer = std::move(observer); }

@@ -1,0 +1,42 @@
+// One process at a time per chip state file: an exclusive flock() on
+// "<state file>.lock" beside it (links followed). The state file itself is
+// replaced on every save, so a lock on it would stay on the old inode. The
+// kernel drops the lock when the process ends, however it ends; the lock file
+// stays (deleting it would race with a process waiting for it) and holds the
+// pid of its holder, for the message the next process gives.
+
+#ifndef COSUPDATE_CLI_CHIP_LOCK_H
+#define COSUPDATE_CLI_CHIP_LOCK_H
+
+#include <functional>
+#include <string>
+
+namespace cosupdate::cli {
+
+class ChipLock {
+  public:
+    // Told once, when the lock is taken and the caller waits for it.
+    using WaitNotice = std::function<void(const std::string& message)>;
+
+    // Locks `lockPath` for the state file `stateName` (for messages). Throws
+    // ToolError (exit 1) when another process holds it and `wait` is false,
+    // or when the lock file cannot be opened; with `wait`, polls until it is
+    // free or a stop is requested (ToolError, exit 6).
+    ChipLock(const std::string& lockPath, const std::string& stateName, bool wait,
+             const WaitNotice& notice);
+    ~ChipLock();
+    ChipLock(const ChipLock&) = delete;
+    ChipLock& operator=(const ChipLock&) = delete;
+
+  private:
+    void acquire(const std::string& stateName, bool wait, const WaitNotice& notice);
+    bool tryLock(const std::string& stateName);
+    std::string holder() const;
+    void recordHolder();
+
+    int m_fd = -1;
+};
+
+}  // namespace cosupdate::cli
+
+#endif  // COSUPDATE_CLI_CHIP_LOCK_H
