@@ -16,6 +16,7 @@
 #include "KernelDouble.h"
 #include "ZelmarNativeCOSUpdate.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "ZelmarNativeCOSUpdateSEMediaControl.h"
 
 namespace Zelmar {
 namespace Device {
@@ -31,6 +32,12 @@ class COSUpdateTestPeer {
     const std::string& customerId() const { return m_engine.m_chip.customerId; }
     uint16_t cosVersion() const { return m_engine.m_chip.cosVersion; }
     const ScriptManifest* selected() const { return m_engine.m_selectedManifest; }
+    // Runs `steps` on one use of the SE media, as an operation would.
+    template <typename Steps>
+    void useSEMedia(Steps steps) {
+        COSUpdate::SEMediaUse media(m_engine, {"failed: "});
+        steps(media);
+    }
     ScriptManifest* firstManifest() const {
         return static_cast<ScriptManifest*>(m_engine.m_multiscript->scriptManifests->data);
     }
