@@ -11,6 +11,10 @@ namespace Device {
 namespace COS {
 namespace V1_0 {
 
+namespace {
+constexpr const char kPlatformLogPrefix[] = "eSE upgrade:";
+}  // namespace
+
 COSUpdateException::COSUpdateException(const std::string& message)
     : std::runtime_error(message.c_str()) {}
 
@@ -25,11 +29,11 @@ void COSUpdateLogInterface::writeLogMessage(COSUpdateLogLevel level, const std::
         case COSUPDATE_LOG_VERBOSE:
         case COSUPDATE_LOG_DEBUG:
         case COSUPDATE_LOG_INFO:
-            LOG(INFO) << "eSE upgrade:" << message;
+            LOG(INFO) << kPlatformLogPrefix << message;
             break;
         case COSUPDATE_LOG_WARNING:
         case COSUPDATE_LOG_ERROR:
-            LOG(ERROR) << "eSE upgrade:" << message;
+            LOG(ERROR) << kPlatformLogPrefix << message;
             break;
     }
 }

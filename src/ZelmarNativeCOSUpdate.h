@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "KernelResult.h"
 #include "ZelmarNativeCOSUpdateApi.h"
-#include "nativeCOSPatchKernel.h"
+#include "ZelmarNativeCOSUpdateChipFacts.h"
+#include "ZelmarNativeCOSUpdatePatchKernel.h"
 
 namespace Zelmar {
 namespace Device {
@@ -50,9 +50,8 @@ class COSUpdate final : public COSUpdateInterface {
     void _writePrefixedLogMessage(COSUpdateLogLevel level, const std::string& message);
     void _requireInitialized();
 
-    // SE media on demand.
-    void _startLocallySEMediaIfNotYetStarted(bool* wasStarted, bool* startedLocally);
-    void _stopSEMediaIfStartedLocally(bool* startedLocally);
+    // One operation's use of the SE media (ZelmarNativeCOSUpdateSEMediaControl.h).
+    class SEMediaUse;
 
     // Update file.
     void _clearMultiscript();
@@ -80,7 +79,7 @@ class COSUpdate final : public COSUpdateInterface {
     // Execution.
     int _runSelectedScripts();
     Iteration _runSelectedScript(ScriptManifest*& previous, uint16_t& deployed, int& result);
-    ScriptOwner _loadUpdateScript(const std::string& name);
+    PatchKernel::ScriptOwner _loadUpdateScript(const std::string& name);
     bool _verifyScript(const ScriptManifest* entry, ScriptType type, uint16_t& deployed);
     bool _verifyService(const ScriptManifest* entry, uint16_t& deployed);
     Iteration _selectNextScript(ScriptType lastType, const ScriptManifest* previous, int& result);
@@ -94,12 +93,9 @@ class COSUpdate final : public COSUpdateInterface {
     bool m_initialized;
     std::shared_ptr<COSUpdateLogInterface> m_logInterface;
     std::shared_ptr<COSUpdateSEMediaInterface> m_seMedia;
-    MultiscriptOwner m_multiscript;
+    PatchKernel::MultiscriptOwner m_multiscript;
     ScriptManifest* m_selectedManifest;  // points into m_multiscript
-    uint16_t m_undefinedCOSVersion;
-    std::string m_platformId;
-    std::string m_customerId;
-    uint16_t m_cosVersion;
+    COSChipFacts m_chip;
     std::string m_logPrefix;
 };
 

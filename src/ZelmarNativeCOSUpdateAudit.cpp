@@ -16,23 +16,22 @@ bool COSUpdate::_executeAuditScript(const char* name) {
     const std::string auditName = name;
     _eventLoadAuditScript(auditName);
     const NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT* reference =
-        nativeCOSPatch_multiscriptManager_script_selectRefAuditScript(m_multiscript.get(), name);
+        PatchKernel::selectRefAuditScript(m_multiscript.get(), name);
     if (reference == nullptr) {
         throw COSUpdateException("Unable to retreive content of Audit script '" + auditName + "'");
     }
     // The kernel answers a null text with a null result.
-    AuditScriptOwner auditScript(
-        nativeCOSPatch_xml_audit_script_loadFromString(reference->content));
+    const PatchKernel::AuditScriptOwner auditScript =
+        PatchKernel::loadAuditScript(reference->content);
     if (!auditScript) {
         throw COSUpdateException("Unable to load of Audit script '" + auditName + "'");
     }
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Audit script ready to be executed");
     _eventExecuteAuditScript(auditName);
-    const bool passed =
-        kernelSucceeded(nativeCOSPatch_auditscriptRunner_executeAuditScript(auditScript.get()));
-    _writePrefixedLogMessage(COSUPDATE_LOG_INFO,
-                             std::string("Audit script execution result : ") +
-                                 (passed ? Messages::kSuccess : Messages::kFailed));
+    const bool passed = PatchKernel::executeAuditScript(auditScript.get());
+    _writePrefixedLogMessage(
+        COSUPDATE_LOG_INFO,
+        std::string(Messages::kAuditResult) + (passed ? Messages::kSuccess : Messages::kFailed));
     return passed;
 }
 

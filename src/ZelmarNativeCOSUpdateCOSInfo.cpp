@@ -2,7 +2,7 @@
 // under, and reading their content from the chip.
 
 #include "COSUpdateMessages.h"
-#include "ZelmarNativeCOSUpdate.h"
+#include "ZelmarNativeCOSUpdateSEMediaControl.h"
 
 namespace Zelmar {
 namespace Device {
@@ -68,8 +68,7 @@ void COSUpdate::setCOSUpdateTagAID(COSUpdateTag tag, const std::vector<uint8_t>&
         if (info == nullptr) {
             throw COSUpdateException(Messages::kUnsupportedTag);
         }
-        if (!kernelSucceeded(nativeCOSPatch_seContextManager_updateCOSTagAID(
-                info->dataType, buffer.data(), static_cast<uint16_t>(buffer.size())))) {
+        if (!PatchKernel::updateCOSTagAID(info->dataType, buffer)) {
             throw COSUpdateException(info->saveError);
         }
     } catch (const COSUpdateException& e) {
@@ -89,28 +88,18 @@ void COSUpdate::setCOSUpdateTagAID(COSUpdateTag tag, const std::vector<uint8_t>&
 void COSUpdate::getCOSInfo(COSUpdateTag tag, std::vector<uint8_t>& info) {
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "++ COSUpdate::getCOSInfo()");
     _requireInitialized();
-    uint16_t aidSize = 0;
-    if (!kernelSucceeded(nativeCOSPatch_seContextManager_getCOSTagAIDSize(
-            _convertCOSUpdateTagToCOSDataType(tag), &aidSize))) {
+    const std::optional<uint16_t> aidSize =
+        PatchKernel::getCOSTagAIDSize(_convertCOSUpdateTagToCOSDataType(tag));
+    if (!aidSize) {
         throw COSUpdateException("Unable to verify AID size of tag");
     }
-    if (aidSize == 0) {
+    if (*aidSize == 0) {
         throw COSUpdateException(" AID for COS tag not defined");
     }
     info.clear();
-    bool wasStarted = false;
-    bool startedLocally = false;
-    try {
-        _startLocallySEMediaIfNotYetStarted(&wasStarted, &startedLocally);
+    SEMediaUse(*this, {"COSUpdateException detected on COSUpdate::getCOSInfo() : "}).run([&] {
         _readCOSData(tag, info);
-        _stopSEMediaIfStartedLocally(&startedLocally);
-    } catch (const COSUpdateException& e) {
-        _writeLogMessage(
-            COSUPDATE_LOG_WARNING,
-            std::string("COSUpdateException detected on COSUpdate::getCOSInfo() : ") + e.what());
-        _stopSEMediaIfStartedLocally(&startedLocally);
-        throw;
-    }
+    });
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::getCOSInfo()");
 }
 
@@ -121,30 +110,28 @@ void COSUpdate::_readCOSData(COSUpdateTag tag, std::vector<uint8_t>& info) {
     if (tagInfo == nullptr) {
         throw COSUpdateException(Messages::kUnsupportedTag);
     }
-    NATIVECOSPATCH_BYTE_ARRAY record;
-    std::memset(&record, 0, sizeof(record));
-    if (!kernelSucceeded(nativeCOSPatch_seContextManager_readCOSData(tagInfo->dataType, &record))) {
+    PatchKernel::ByteArrayContent content;
+    if (!PatchKernel::readCOSData(tagInfo->dataType, content)) {
         throw COSUpdateException(tagInfo->readError);
     }
-    ByteArrayContentGuard giveBack(&record);
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "Checking COS Data result ...");
-    if (record.data == nullptr) {
+    if (content.data() == nullptr) {
         return;
     }
     if (tag == COSUPDATE_TAG_FD) {
-        if (record.size != kFDSize) {
-            giveBack.release();
+        if (content.size() != kFDSize) {
+            content.release();
             return;
         }
-        info.insert(info.end(), record.data, record.data + kFDReturnedSize);
+        info.insert(info.end(), content.data(), content.data() + kFDReturnedSize);
         return;
     }
-    if (record.size == 0) {
-        giveBack.release();
+    if (content.size() == 0) {
+        content.release();
         return;
     }
-    _writeLogMessage(COSUPDATE_LOG_DEBUG, "COS Data size : " + std::to_string(record.size));
-    info.insert(info.end(), record.data, record.data + record.size);
+    _writeLogMessage(COSUPDATE_LOG_DEBUG, "COS Data size : " + std::to_string(content.size()));
+    info.insert(info.end(), content.data(), content.data() + content.size());
 }
 
 }  // namespace V1_0

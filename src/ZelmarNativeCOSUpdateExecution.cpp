@@ -2,7 +2,7 @@
 // it, each verified on the chip before the next is chosen.
 
 #include "COSUpdateMessages.h"
-#include "ZelmarNativeCOSUpdate.h"
+#include "ZelmarNativeCOSUpdateSEMediaControl.h"
 
 namespace Zelmar {
 namespace Device {
@@ -22,12 +22,12 @@ int COSUpdate::doUpdate() {
     if (!m_multiscript) {
         throw COSUpdateException("COSUpdate data not loaded from file");
     }
-    bool wasStarted = false;
-    bool startedLocally = false;
     _checkFETagAIDDefined();
-    try {
+    SEMediaUse media(*this,
+                     {m_logPrefix + "COSUpdateException detected on COSUpdate::doUpdate() : "});
+    media.guard([&] {
         _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Starting doUpdate() ...");
-        _startLocallySEMediaIfNotYetStarted(&wasStarted, &startedLocally);
+        media.start();
         // A selection made earlier (by isUpdateAvailable, or a run that stopped
         // on a failure) is used as it stands, against the version stored then.
         if (m_selectedManifest == nullptr) {
@@ -43,14 +43,10 @@ int COSUpdate::doUpdate() {
         } else {
             result = _runSelectedScripts();
         }
-    } catch (const COSUpdateException& e) {
-        _writePrefixedLogMessage(
-            COSUPDATE_LOG_WARNING,
-            std::string("COSUpdateException detected on COSUpdate::doUpdate() : ") + e.what());
-        _stopSEMediaIfStartedLocally(&startedLocally);
-        throw;
-    }
-    _stopSEMediaIfStartedLocally(&startedLocally);
+    });
+    // Outside the handler: a failure of the closing stop reaches the caller
+    // unlogged.
+    media.stop();
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::doUpdate()");
     return result;
 }
@@ -66,8 +62,7 @@ int COSUpdate::_runSelectedScripts() {
         }
     }
     if (deployed >= 1) {
-        _writeLogMessage(COSUPDATE_LOG_INFO,
-                         std::to_string(deployed) + " script(s) deployed successfully");
+        _writeLogMessage(COSUPDATE_LOG_INFO, std::to_string(deployed) + Messages::kScriptsDeployed);
     }
     return result;
 }
@@ -81,13 +76,13 @@ COSUpdate::Iteration COSUpdate::_runSelectedScript(ScriptManifest*& previous, ui
     const ScriptType type = entry->scriptType;
     const std::string name = entry->scriptName;
     _eventLoadUpdateScript(name, type);
-    ScriptOwner script = _loadUpdateScript(name);
+    PatchKernel::ScriptOwner script = _loadUpdateScript(name);
     if (!script) {
         _writePrefixedLogMessage(COSUPDATE_LOG_ERROR, "Unable to prepare script for execution");
         result = kUpdateFailed;
         return Iteration::Stop;
     }
-    if (!kernelSucceeded(nativeCOSPatch_scriptManager_isConsistency(script.get()))) {
+    if (!PatchKernel::isConsistent(script.get())) {
         _writePrefixedLogMessage(COSUPDATE_LOG_ERROR, "Patch script is invalid");
         result = kUpdateFailed;
         return Iteration::Stop;
@@ -95,10 +90,9 @@ COSUpdate::Iteration COSUpdate::_runSelectedScript(ScriptManifest*& previous, ui
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Script <" + name + "> ready to be executed");
     try {
         _eventExecuteUpdateScript(name, type);
-        const bool executed =
-            kernelSucceeded(nativeCOSPatch_scriptRunner_executeScript(script.get()));
+        const bool executed = PatchKernel::executeScript(script.get());
         _writePrefixedLogMessage(COSUPDATE_LOG_INFO,
-                                 std::string("Script execution result : ") +
+                                 std::string(Messages::kScriptResult) +
                                      (executed ? Messages::kSuccess : Messages::kFailed));
         previous = entry;
         _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG, "Unload script after execution ...");
@@ -122,37 +116,37 @@ COSUpdate::Iteration COSUpdate::_runSelectedScript(ScriptManifest*& previous, ui
     }
 }
 
-ScriptOwner COSUpdate::_loadUpdateScript(const std::string& name) {
+PatchKernel::ScriptOwner COSUpdate::_loadUpdateScript(const std::string& name) {
     const NATIVECOSPATCH_MULTISCRIPT__SCRIPT* reference =
-        nativeCOSPatch_multiscriptManager_script_selectRefScript(m_multiscript.get(), name.c_str());
+        PatchKernel::selectRefScript(m_multiscript.get(), name.c_str());
     if (reference == nullptr || reference->content == nullptr) {
         _writePrefixedLogMessage(COSUPDATE_LOG_ERROR,
                                  "Unable to found content of script <" + name + ">");
-        return ScriptOwner();
+        return nullptr;
     }
-    return ScriptOwner(nativeCOSPatch_xml_script_loadFromString(reference->content));
+    return PatchKernel::loadScript(reference->content);
 }
 
 // Reads the version back and checks that the script did what it is for.
 bool COSUpdate::_verifyScript(const ScriptManifest* entry, ScriptType type, uint16_t& deployed) {
     uint16_t newVersion = 0;
     _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG, "* Retrieving SE COS Version ...");
-    if (!kernelSucceeded(nativeCOSPatch_seContextManager_readCOSVersion(&newVersion))) {
+    if (!PatchKernel::readCOSVersion(newVersion)) {
         throw COSUpdateException("Unable to retrieve SE COS Version after script execution");
     }
-    _writePrefixedLogMessage(COSUPDATE_LOG_INFO, ">>> SE COS Version after script execution : " +
-                                                     std::to_string(newVersion));
+    _writePrefixedLogMessage(COSUPDATE_LOG_INFO,
+                             Messages::kVersionAfterScript + std::to_string(newVersion));
     switch (type) {
         case NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_PATCH:
             // A strict rise; the unknown-version marker 0xFFFF can never be passed.
-            if (uint32_t{newVersion} < uint32_t{m_cosVersion} + 1) {
+            if (uint32_t{newVersion} < uint32_t{m_chip.cosVersion} + 1) {
                 _writePrefixedLogMessage(COSUPDATE_LOG_ERROR,
                                          "Incorrect COSVersion after script execution");
                 return false;
             }
             _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG,
                                      " >>> COSVersion incrementation is correct");
-            m_cosVersion = newVersion;
+            m_chip.cosVersion = newVersion;
             ++deployed;
             return true;
         case NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_SERVICE:
@@ -219,22 +213,25 @@ COSUpdate::Iteration COSUpdate::_selectNextScript(ScriptType lastType,
 }
 
 void COSUpdate::_eventLoadUpdateScript(const std::string& name, ScriptType type) {
-    _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Loading <" + name + "> script (type:" +
-                                                     _getUpdateTypeAsString(type) + ") ...");
+    _writePrefixedLogMessage(COSUPDATE_LOG_INFO,
+                             Messages::kLoading(name) +
+                                 Messages::kScriptType(_getUpdateTypeAsString(type)) +
+                                 Messages::kEllipsis);
 }
 
+// The type is named only for the two types the engine knows how to verify.
 void COSUpdate::_eventExecuteUpdateScript(const std::string& name, ScriptType type) {
+    std::string typeText;
     switch (type) {
         case NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_PATCH:
         case NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_SERVICE:
-            _writePrefixedLogMessage(
-                COSUPDATE_LOG_INFO,
-                "Running <" + name + "> script (type:" + _getUpdateTypeAsString(type) + ") ...");
-            return;
+            typeText = Messages::kScriptType(_getUpdateTypeAsString(type));
+            break;
         case NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_UNKNOWN:
             break;
     }
-    _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Running <" + name + "> script ...");
+    _writePrefixedLogMessage(COSUPDATE_LOG_INFO,
+                             Messages::kRunning(name) + typeText + Messages::kEllipsis);
 }
 
 }  // namespace V1_0

@@ -1,6 +1,8 @@
 // Construction, initialize/release and destruction: the patch kernel's
 // components come up and go down in a fixed order.
 
+#include <cstring>
+
 #include "COSUpdateMessages.h"
 #include "ZelmarNativeCOSUpdate.h"
 #include "ZelmarNativeCOSUpdateLogWrapper.h"
@@ -30,11 +32,7 @@ void teardownStep(Step&& step) noexcept {
 }  // namespace
 
 COSUpdate::COSUpdate(std::shared_ptr<COSUpdateLogInterface> log)
-    : m_initialized(false),
-      m_selectedManifest(nullptr),
-      m_undefinedCOSVersion(0xFFFF),
-      m_cosVersion(m_undefinedCOSVersion),
-      m_logPrefix("[COSUpdateMgr] ") {
+    : m_initialized(false), m_selectedManifest(nullptr), m_logPrefix(Messages::kManagerPrefix) {
     if (!log) {
         throw COSUpdateException("COSUpdateLog not exist");
     }
@@ -43,18 +41,18 @@ COSUpdate::COSUpdate(std::shared_ptr<COSUpdateLogInterface> log)
     _writeLogMessage(COSUPDATE_LOG_INFO,
                      std::string(" - COSUpdate library version : ") + kLibraryVersion);
 
-    nativeCOSPatch_memory_initComponent();
+    PatchKernel::initMemory();
     NATIVECOSPATCH_LOG_COMPONENT logComponent;
     std::memset(&logComponent, 0, sizeof(logComponent));
     COSUpdateLogWrapper_init(log, &logComponent);
-    if (!kernelSucceeded(nativeCOSPatch_logManager_initComponent(&logComponent))) {
+    if (!PatchKernel::initLogManager(logComponent)) {
         throw COSUpdateException("Unable to initialize logManager");
     }
-    if (!kernelSucceeded(nativeCOSPatch_logManager_open())) {
+    if (!PatchKernel::openLogManager()) {
         throw COSUpdateException("Unable to open logManager");
     }
     m_logInterface = log;
-    nativeCOSPatch_seContextManager_initComponent();
+    PatchKernel::initSEContext();
     _writeLogMessage(COSUPDATE_LOG_DEBUG, kConstructorLine);
 }
 
@@ -63,16 +61,14 @@ COSUpdate::~COSUpdate() {
     m_selectedManifest = nullptr;
     teardownStep([this] { _clearMultiscript(); });
     m_multiscript.reset();  // still held only if the log line before the free threw
-    teardownStep([] { nativeCOSPatch_seContextManager_cleanupComponent(); });
+    teardownStep([] { PatchKernel::cleanupSEContext(); });
     teardownStep([] { COSUpdateSEMediaWrapper_release(); });
-    teardownStep([] { nativeCOSPatch_memory_cleanupComponent(); });
+    teardownStep([] { PatchKernel::cleanupMemory(); });
     teardownStep([] { COSUpdateLogWrapper_release(); });
     teardownStep([this] { _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::~COSUpdate()"); });
     teardownStep([] {
-        bool initialized = false;
-        if (kernelSucceeded(nativeCOSPatch_logManager_isComponentInitialized(&initialized)) &&
-            initialized) {
-            nativeCOSPatch_logManager_cleanupComponent();
+        if (PatchKernel::isLogManagerInitialized()) {
+            PatchKernel::cleanupLogManager();
         }
     });
 }
@@ -92,9 +88,7 @@ void COSUpdate::initialize(std::shared_ptr<COSUpdateSEMediaInterface> seMedia) {
                          "COSUpdate::initialize() -> Do SEMedia initialization ...");
         seMedia->initialize();
     }
-    m_platformId.clear();
-    m_customerId.clear();
-    m_cosVersion = m_undefinedCOSVersion;
+    m_chip.forgetAll();
     m_selectedManifest = nullptr;
     m_initialized = true;
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::initialize()");
@@ -112,9 +106,7 @@ void COSUpdate::release() {
     m_selectedManifest = nullptr;
     _clearMultiscript();
     COSUpdateSEMediaWrapper_release();
-    // The customer id stays: it is a fact of the chip, not of the session.
-    m_platformId.clear();
-    m_cosVersion = m_undefinedCOSVersion;
+    m_chip.forgetPlatformAndVersion();
     m_initialized = false;
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::release()");
 }

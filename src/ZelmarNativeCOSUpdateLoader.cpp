@@ -65,14 +65,13 @@ void COSUpdate::loadCOSUpdateFileOnMemory(std::ifstream& file) {
         throw COSUpdateException("COSUpdateFile is not opened");
     }
     _clearMultiscript();
-    m_platformId.clear();
-    m_customerId.clear();
+    m_chip.forgetIds();
     m_selectedManifest = nullptr;
 
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Load XML COSUpdate file stream into memory ...");
     const std::string text = readRemainingStream(file);
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Extracting 'COSUpdate' data from memory ...");
-    m_multiscript.reset(nativeCOSPatch_xml_multiscript_loadFromString(text.c_str()));
+    m_multiscript = PatchKernel::loadMultiscript(text);
     if (!m_multiscript) {
         throw COSUpdateException("Unable to extract 'COSUpdate' data from memory");
     }
@@ -92,8 +91,7 @@ void COSUpdate::unloadCOSUpdateFromMemory() {
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "++ COSUpdate::unloadCOSUpdateFromMemory()");
     _requireInitialized();
     m_selectedManifest = nullptr;
-    m_cosVersion = m_undefinedCOSVersion;
-    m_platformId.clear();
+    m_chip.forgetPlatformAndVersion();
     _clearMultiscript();
     _writeLogMessage(COSUPDATE_LOG_DEBUG, "-- COSUpdate::unloadCOSUpdateFromMemory()");
 }
@@ -122,10 +120,7 @@ void COSUpdate::_checkManifestEntry(NATIVECOSPATCH_MULTISCRIPT* multiscript,
         throw COSUpdateException("Metadata entry with script name not defined");
     }
     const std::string name = entry->scriptName;
-    bool exists = false;
-    if (!kernelSucceeded(nativeCOSPatch_multiscriptManager_isScriptWithNameExist(
-            multiscript, entry->scriptName, &exists)) ||
-        !exists) {
+    if (!PatchKernel::isScriptWithNameExist(multiscript, entry->scriptName).value_or(false)) {
         throw COSUpdateException("Metadata entry with script '" + name + "' not present");
     }
     if (entry->scriptType != NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_SERVICE) {
@@ -135,13 +130,13 @@ void COSUpdate::_checkManifestEntry(NATIVECOSPATCH_MULTISCRIPT* multiscript,
         throw COSUpdateException("Service '" + name + "' have no Audit script.");
     }
     const std::string audit = entry->auditScriptName;
-    bool auditExists = false;
-    if (!kernelSucceeded(nativeCOSPatch_multiscriptManager_isAuditScriptWithNameExist(
-            multiscript, entry->auditScriptName, &auditExists))) {
+    const std::optional<bool> auditExists =
+        PatchKernel::isAuditScriptWithNameExist(multiscript, entry->auditScriptName);
+    if (!auditExists) {
         throw COSUpdateException("Unable to verify that Audit script '" + audit +
                                  "' for Service '" + name + "' exist");
     }
-    if (!auditExists) {
+    if (!*auditExists) {
         throw COSUpdateException("Audit script '" + audit + "' for Service '" + name +
                                  "' not present");
     }

@@ -1,63 +1,77 @@
-// Starting the SE media for the length of one operation when nobody else has,
-// and stopping it only if that operation started it.
-
-#include "ZelmarNativeCOSUpdate.h"
+#include "ZelmarNativeCOSUpdateSEMediaControl.h"
 
 namespace Zelmar {
 namespace Device {
 namespace COS {
 namespace V1_0 {
 
-namespace {
-constexpr const char kNullFlag[] = "Unable to manage SEMedia status (null parameter)";
-}  // namespace
+COSUpdate::SEMediaUse::SEMediaUse(COSUpdate& engine, Failure failure)
+    : m_engine(engine), m_failure(std::move(failure)) {}
 
-void COSUpdate::_startLocallySEMediaIfNotYetStarted(bool* wasStarted, bool* startedLocally) {
-    _writeLogMessage(COSUPDATE_LOG_VERBOSE, "++ COSUpdate::_startLocallySEMediaIfNotYetStarted()");
-    if (wasStarted == nullptr || startedLocally == nullptr) {
-        throw COSUpdateException(kNullFlag);
-    }
-    bool isStarted = false;
-    bool startedHere = false;
-    _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Checking SEMedia status ...");
-    if (!kernelSucceeded(nativeCOSPatch_seMediaManager_isStarted(&isStarted))) {
-        throw COSUpdateException("Unable to retrieve SEMedia status");
-    }
-    if (!isStarted) {
-        _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Starting SEMedia ...");
-        if (!kernelSucceeded(nativeCOSPatch_seMediaManager_start())) {
-            throw COSUpdateException("Unable to start SEMedia");
-        }
-        // Owed from this instant: should the log line below throw, the
-        // caller's handler must still stop what was started here.
-        *startedLocally = true;
-        _writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> SEMedia started");
-        startedHere = true;
-    }
-    // Otherwise the caller's flags change only here, so a failure above leaves
-    // them false and the caller's handler stops nothing.
-    *wasStarted = isStarted;
-    *startedLocally = startedHere;
-    _writeLogMessage(COSUPDATE_LOG_VERBOSE, "-- COSUpdate::_startLocallySEMediaIfNotYetStarted()");
+void COSUpdate::SEMediaUse::run(const std::function<void()>& work) {
+    guard([&] {
+        start();
+        work();
+        stop();
+    });
 }
 
-void COSUpdate::_stopSEMediaIfStartedLocally(bool* startedLocally) {
-    _writeLogMessage(COSUPDATE_LOG_VERBOSE, "++ COSUpdate::_stopSEMediaIfStartedLocally()");
-    if (startedLocally == nullptr) {
-        throw COSUpdateException(kNullFlag);
+void COSUpdate::SEMediaUse::guard(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const COSUpdateException& e) {
+        m_engine._writeLogMessage(COSUPDATE_LOG_WARNING, m_failure.line + e.what());
+        stop();
+        throw;
+    } catch (...) {
+        if (m_failure.otherMessage == nullptr) {
+            throw;
+        }
+        m_engine._writeLogMessage(COSUPDATE_LOG_WARNING, m_failure.otherLine);
+        stop();
+        throw COSUpdateException(m_failure.otherMessage);
     }
-    if (*startedLocally) {
-        _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Stopping SEMedia ...");
-        if (kernelSucceeded(nativeCOSPatch_seMediaManager_stop())) {
-            _writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> SEMedia stopped");
-            *startedLocally = false;
+}
+
+void COSUpdate::SEMediaUse::start() {
+    m_engine._writeLogMessage(COSUPDATE_LOG_VERBOSE,
+                              "++ COSUpdate::_startLocallySEMediaIfNotYetStarted()");
+    m_engine._writeLogMessage(COSUPDATE_LOG_DEBUG, " * Checking SEMedia status ...");
+    const std::optional<bool> started = PatchKernel::isSEMediaStarted();
+    if (!started) {
+        throw COSUpdateException("Unable to retrieve SEMedia status");
+    }
+    if (!*started) {
+        m_engine._writeLogMessage(COSUPDATE_LOG_DEBUG, " * Starting SEMedia ...");
+        if (!PatchKernel::startSEMedia()) {
+            throw COSUpdateException("Unable to start SEMedia");
+        }
+        // Owed from this instant: should the line below throw, the handler
+        // must still stop what was started here.
+        m_stopOwed = true;
+        m_engine._writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> SEMedia started");
+    }
+    m_engine._writeLogMessage(COSUPDATE_LOG_VERBOSE,
+                              "-- COSUpdate::_startLocallySEMediaIfNotYetStarted()");
+}
+
+void COSUpdate::SEMediaUse::stop() {
+    m_engine._writeLogMessage(COSUPDATE_LOG_VERBOSE,
+                              "++ COSUpdate::_stopSEMediaIfStartedLocally()");
+    if (m_stopOwed) {
+        m_engine._writeLogMessage(COSUPDATE_LOG_DEBUG, " * Stopping SEMedia ...");
+        if (PatchKernel::stopSEMedia()) {
+            // Settled from this instant, for the same reason as in start().
+            m_stopOwed = false;
+            m_engine._writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> SEMedia stopped");
         } else {
-            // Not worth failing the operation for: the flag stays set, so the
-            // caller's handler tries once more.
-            _writeLogMessage(COSUPDATE_LOG_WARNING, "Unable to stop SEMedia");
+            // Not worth failing the operation for: still owed, so the
+            // handler's stop tries once more.
+            m_engine._writeLogMessage(COSUPDATE_LOG_WARNING, "Unable to stop SEMedia");
         }
     }
-    _writeLogMessage(COSUPDATE_LOG_VERBOSE, "-- COSUpdate::_stopSEMediaIfStartedLocally()");
+    m_engine._writeLogMessage(COSUPDATE_LOG_VERBOSE,
+                              "-- COSUpdate::_stopSEMediaIfStartedLocally()");
 }
 
 }  // namespace V1_0

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vector>
 
-#include "KernelResult.h"
+#include "ZelmarNativeCOSUpdatePatchKernel.h"
 
 namespace Zelmar {
 namespace Device {
@@ -20,6 +20,12 @@ bool g_started = false;
 constexpr size_t kStatusWordSize = 2;
 // An APDU command starts with CLA INS P1 P2.
 constexpr uint16_t kApduHeaderSize = 4;
+
+// Why a callback gave up; log parsers in the field match these, spelling
+// included.
+constexpr const char kNoSEMediaSpelledEd[] = "no SEMEdia available";
+constexpr const char kNoSEMedia[] = "no SEMedia available";
+constexpr const char kNotConnected[] = "SEMedia is not connected";
 
 void verbose(const char* message) {
     _COSUpdateSEMediaWrapper_writeLogMessage(COSUPDATE_LOG_VERBOSE, message);
@@ -80,7 +86,7 @@ void COSUpdateSEMediaWrapper_init(std::shared_ptr<COSUpdateLogInterface> log,
     component.transmitApdu = _COSUpdateSEMediaWrapper_transmitApdu;
     component.closeConnection = _COSUpdateSEMediaWrapper_closeConnection;
     component.stop = _COSUpdateSEMediaWrapper_stop;
-    if (!kernelSucceeded(nativeCOSPatch_seMediaManager_initComponent(&component))) {
+    if (!PatchKernel::initSEMediaManager(component)) {
         throw COSUpdateException("Unable to initialize SEMedia Wrapper");
     }
     g_seMedia = std::move(seMedia);
@@ -88,7 +94,7 @@ void COSUpdateSEMediaWrapper_init(std::shared_ptr<COSUpdateLogInterface> log,
 
 void COSUpdateSEMediaWrapper_release() {
     if (g_seMedia) {
-        nativeCOSPatch_seMediaManager_cleanupComponent();
+        PatchKernel::cleanupSEMediaManager();
         g_seMedia.reset();
     }
     if (g_log) {
@@ -134,7 +140,7 @@ bool _COSUpdateSEMediaWrapper_openConnection(uint8_t* aid, uint16_t aidLength, u
             fail("One or more invalid parameter");
         }
         if (!g_seMedia) {
-            fail("no SEMEdia available");
+            fail(kNoSEMediaSpelledEd);
         }
         const std::vector<uint8_t> aidBytes(aid, aid + aidLength);
         std::vector<uint8_t> answer;
@@ -183,11 +189,11 @@ bool _COSUpdateSEMediaWrapper_transmitApdu(uint8_t* command, uint16_t commandLen
             fail("One or more invalid parameter(s)");
         }
         if (!g_seMedia) {
-            fail("no SEMedia available");
+            fail(kNoSEMedia);
         }
         verbose("_COSUpdateSEMediaWrapper_transmitApdu : calling SEMedia->isConnected() ...");
         if (!g_seMedia->isConnected()) {
-            fail("SEMedia is not connected");
+            fail(kNotConnected);
         }
         const std::vector<uint8_t> commandBytes(command, command + commandLength);
         std::vector<uint8_t> answer;
@@ -214,13 +220,13 @@ bool _COSUpdateSEMediaWrapper_closeConnection() {
     bool result = false;
     try {
         if (!g_seMedia) {
-            fail("no SEMEdia available");
+            fail(kNoSEMediaSpelledEd);
         }
         // The line has always named transmitApdu although only isConnected()
         // is asked; log parsers in the field match it as it stands.
         verbose("_COSUpdateSEMediaWrapper_closeConnection : calling SEMedia->transmitApdu() ...");
         if (!g_seMedia->isConnected()) {
-            fail("SEMedia is not connected");
+            fail(kNotConnected);
         }
         verbose(
             "_COSUpdateSEMediaWrapper_closeConnection : calling SEMedia->closeConnection() ...");
@@ -243,7 +249,7 @@ bool _COSUpdateSEMediaWrapper_stop() {
             verbose("_COSUpdateSEMediaWrapper_stop : calling SEMedia->isConnected() ...");
             if (!g_seMedia) {
                 // Released while started: nothing to ask, and no crash.
-                fail("no SEMedia available");
+                fail(kNoSEMedia);
             }
             if (g_seMedia->isConnected()) {
                 verbose("_COSUpdateSEMediaWrapper_stop : calling SEMedia->closeConnection() ...");

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "COSUpdateMessages.h"
-#include "ZelmarNativeCOSUpdate.h"
+#include "ZelmarNativeCOSUpdateSEMediaControl.h"
 
 namespace Zelmar {
 namespace Device {
@@ -20,6 +20,16 @@ namespace {
 // std::out_of_range), compared on its low 16 bits.
 uint16_t manifestVersion(const char* text) {
     return static_cast<uint16_t>(std::stoi(text, nullptr, 16));
+}
+
+bool platformInFile(const NATIVECOSPATCH_LIST_NODE* manifests, const std::string& platformId) {
+    for (const NATIVECOSPATCH_LIST_NODE* node = manifests; node != nullptr; node = node->next) {
+        const auto* entry = static_cast<const ScriptManifest*>(node->data);
+        if (entry != nullptr && entry->platformId != nullptr && platformId == entry->platformId) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool customerMatches(const std::string& customerId, const char* entryCustomerId) {
@@ -38,11 +48,11 @@ bool COSUpdate::isUpdateAvailable() {
     if (!m_multiscript) {
         throw COSUpdateException("No COSUpdate file loaded");
     }
-    bool seMediaReady = false;
-    if (!kernelSucceeded(nativeCOSPatch_seMediaManager_isComponentInitialized(&seMediaReady))) {
+    const std::optional<bool> seMediaReady = PatchKernel::isSEMediaManagerInitialized();
+    if (!seMediaReady) {
         throw COSUpdateException("Unable to retrieve SEMediaManager component status");
     }
-    if (!seMediaReady) {
+    if (!*seMediaReady) {
         throw COSUpdateException("SEMediaManager component status not initialized");
     }
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO, "Check if an update is available ...");
@@ -52,27 +62,16 @@ bool COSUpdate::isUpdateAvailable() {
         available = true;
     } else {
         _checkFETagAIDDefined();
-        bool wasStarted = false;
-        bool startedLocally = false;
-        try {
-            _startLocallySEMediaIfNotYetStarted(&wasStarted, &startedLocally);
-            _retrieveChipState();
-            m_selectedManifest = _selectRefUpdateScript();
-            available = m_selectedManifest != nullptr;
-            _stopSEMediaIfStartedLocally(&startedLocally);
-        } catch (const COSUpdateException& e) {
-            _writeLogMessage(
-                COSUPDATE_LOG_WARNING,
-                std::string("COSUpdate::isUpdateAvailable() -> Exception : ") + e.what());
-            _stopSEMediaIfStartedLocally(&startedLocally);
-            throw;
-        } catch (...) {
-            // A manifest version that is not base-16 text ends up here.
-            _writeLogMessage(COSUPDATE_LOG_WARNING,
-                             "COSUpdate::isUpdateAvailable() -> Exception detected");
-            _stopSEMediaIfStartedLocally(&startedLocally);
-            throw COSUpdateException("Exception detected during COSUpdate::isUpdateAvailable()");
-        }
+        // A manifest version that is not base-16 text ends up as the other
+        // exception.
+        SEMediaUse(*this, {"COSUpdate::isUpdateAvailable() -> Exception : ",
+                           "COSUpdate::isUpdateAvailable() -> Exception detected",
+                           "Exception detected during COSUpdate::isUpdateAvailable()"})
+            .run([&] {
+                _retrieveChipState();
+                m_selectedManifest = _selectRefUpdateScript();
+                available = m_selectedManifest != nullptr;
+            });
     }
 
     _writePrefixedLogMessage(COSUPDATE_LOG_INFO,
@@ -85,19 +84,19 @@ bool COSUpdate::isUpdateAvailable() {
 }
 
 void COSUpdate::_checkFETagAIDDefined() {
-    uint16_t aidSize = 0;
-    if (!kernelSucceeded(nativeCOSPatch_seContextManager_getCOSTagAIDSize(
-            NATIVECOSPATCH_COS_DATA_TYPE_FE, &aidSize))) {
+    const std::optional<uint16_t> aidSize =
+        PatchKernel::getCOSTagAIDSize(NATIVECOSPATCH_COS_DATA_TYPE_FE);
+    if (!aidSize) {
         throw COSUpdateException("Unable to verify AID size of FE tag");
     }
-    if (aidSize == 0) {
+    if (*aidSize == 0) {
         throw COSUpdateException(" AID for COS FE tag not defined");
     }
 }
 
 // The platform is read once per loaded file, the version on every search.
 void COSUpdate::_retrieveChipState() {
-    if (m_platformId.empty()) {
+    if (m_chip.platformId.empty()) {
         _retrievePlatformId();
     } else {
         _writeLogMessage(COSUPDATE_LOG_DEBUG, Messages::kPlatformAlreadyRetrieved);
@@ -107,58 +106,45 @@ void COSUpdate::_retrieveChipState() {
 
 void COSUpdate::_retrievePlatformId() {
     _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Retrieving SE COS Platform ...");
-    char buffer[NATIVECOSPATCH_ID_BUFFER_SIZE] = {};
-    if (!kernelSucceeded(
-            nativeCOSPatch_seContextManager_readCOSPlatformId(buffer, sizeof(buffer)))) {
+    const std::optional<std::string> platformId = PatchKernel::readCOSPlatformId();
+    if (!platformId) {
         throw COSUpdateException("Unable to retrieve SE COS PlatformId");
     }
-    m_platformId = kernelText(buffer, sizeof(buffer));
-    _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG, " >>> SE COS PlatformId : " + m_platformId);
+    m_chip.platformId = *platformId;
+    _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG, " >>> SE COS PlatformId : " + m_chip.platformId);
 }
 
 void COSUpdate::_retrieveCOSVersion() {
     _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Retrieving SE COS Version ...");
-    if (!kernelSucceeded(nativeCOSPatch_seContextManager_readCOSVersion(&m_cosVersion))) {
+    if (!PatchKernel::readCOSVersion(m_chip.cosVersion)) {
         throw COSUpdateException("Unable to retrieve SE COS Version");
     }
     _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG,
-                             " >>> SE COS Version : " + std::to_string(m_cosVersion));
+                             " >>> SE COS Version : " + std::to_string(m_chip.cosVersion));
 }
 
 // The customer id is read at most once per loaded file, and only when some
 // entry carries the chip's platform: otherwise no entry could match anyway.
 void COSUpdate::_retrieveCustomerIdIfUseful() {
-    if (!m_customerId.empty()) {
-        _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG,
-                                 " >>> Current SE CustomerId : " + m_customerId);
-        return;
-    }
-    bool platformInFile = false;
-    for (const NATIVECOSPATCH_LIST_NODE* node = m_multiscript->scriptManifests; node != nullptr;
-         node = node->next) {
-        const auto* entry = static_cast<const ScriptManifest*>(node->data);
-        if (entry != nullptr && entry->platformId != nullptr && m_platformId == entry->platformId) {
-            platformInFile = true;
-            break;
+    if (m_chip.customerId.empty()) {
+        if (!platformInFile(m_multiscript->scriptManifests, m_chip.platformId)) {
+            return;
         }
+        _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Retrieving SE COS CustomerId ...");
+        const std::optional<std::string> customerId = PatchKernel::readCOSCustomerId();
+        if (!customerId) {
+            throw COSUpdateException("Unable to retrieve SE COS CustomerId");
+        }
+        m_chip.customerId = *customerId;
     }
-    if (!platformInFile) {
-        return;
-    }
-    _writeLogMessage(COSUPDATE_LOG_DEBUG, " * Retrieving SE COS CustomerId ...");
-    char buffer[NATIVECOSPATCH_ID_BUFFER_SIZE] = {};
-    if (!kernelSucceeded(
-            nativeCOSPatch_seContextManager_readCOSCustomerId(buffer, sizeof(buffer)))) {
-        throw COSUpdateException("Unable to retrieve SE COS CustomerId");
-    }
-    m_customerId = kernelText(buffer, sizeof(buffer));
-    _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG, " >>> Current SE CustomerId : " + m_customerId);
+    _writePrefixedLogMessage(COSUPDATE_LOG_DEBUG,
+                             " >>> Current SE CustomerId : " + m_chip.customerId);
 }
 
 ScriptManifest* COSUpdate::_selectRefUpdateScript() {
     _writeLogMessage(COSUPDATE_LOG_DEBUG,
-                     " >>> Current SE COS Version : " + std::to_string(m_cosVersion));
-    _writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> Current SE PlatformId : " + m_platformId);
+                     " >>> Current SE COS Version : " + std::to_string(m_chip.cosVersion));
+    _writeLogMessage(COSUPDATE_LOG_DEBUG, " >>> Current SE PlatformId : " + m_chip.platformId);
     _retrieveCustomerIdIfUseful();
     if (ScriptManifest* service =
             _selectRefUpdateScript(NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_SERVICE)) {
@@ -168,8 +154,8 @@ ScriptManifest* COSUpdate::_selectRefUpdateScript() {
 }
 
 ScriptManifest* COSUpdate::_selectRefUpdateScript(ScriptType type) {
-    if (!m_customerId.empty()) {
-        if (ScriptManifest* entry = _selectRefUpdateScript(m_customerId, type)) {
+    if (!m_chip.customerId.empty()) {
+        if (ScriptManifest* entry = _selectRefUpdateScript(m_chip.customerId, type)) {
             return entry;
         }
     }
@@ -183,10 +169,11 @@ ScriptManifest* COSUpdate::_selectRefUpdateScript(std::string customerId, Script
         if (entry == nullptr || entry->scriptType != type) {
             continue;
         }
-        if (entry->platformId == nullptr || m_platformId != entry->platformId) {
+        if (entry->platformId == nullptr || m_chip.platformId != entry->platformId) {
             continue;
         }
-        if (entry->cosVersion == nullptr || manifestVersion(entry->cosVersion) != m_cosVersion) {
+        if (entry->cosVersion == nullptr ||
+            manifestVersion(entry->cosVersion) != m_chip.cosVersion) {
             continue;
         }
         if (!customerMatches(customerId, entry->customerId)) {
@@ -194,27 +181,22 @@ ScriptManifest* COSUpdate::_selectRefUpdateScript(std::string customerId, Script
         }
         const std::string name = entry->scriptName != nullptr ? entry->scriptName : "";
         if (type == NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_PATCH) {
-            _writeLogMessage(COSUPDATE_LOG_DEBUG,
-                             "Patch <" + name + "> matching with search constraint -> Select it");
+            _writeLogMessage(COSUPDATE_LOG_DEBUG, Messages::kPatchSelected(name));
             return entry;
         }
         if (type != NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE_SERVICE) {
             continue;
         }
-        _writeLogMessage(COSUPDATE_LOG_DEBUG,
-                         "Service <" + name +
-                             "> matching with search constraint -> Execute it to check if "
-                             "Service was deployed");
+        _writeLogMessage(COSUPDATE_LOG_DEBUG, Messages::kServiceCandidate(name));
         if (!_isServiceContainsAuditScript(entry)) {
-            _writeLogMessage(COSUPDATE_LOG_DEBUG,
-                             "Service do not contains an Audit Script -> Select it");
+            _writeLogMessage(COSUPDATE_LOG_DEBUG, Messages::kServiceWithoutAudit);
             return entry;
         }
         _writeLogMessage(COSUPDATE_LOG_DEBUG,
                          "Service contains an Audit Script -> Execute it to check if Service was "
                          "deployed");
         if (!_isServiceAlreadyDeployed(entry)) {
-            _writeLogMessage(COSUPDATE_LOG_DEBUG, "Service not yet deployed -> Select it");
+            _writeLogMessage(COSUPDATE_LOG_DEBUG, Messages::kServiceNotYetDeployed);
             return entry;
         }
     }

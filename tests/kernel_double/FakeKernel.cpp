@@ -1,5 +1,7 @@
 #include "FakeKernel.h"
 
+#include "FakeMultiscript.h"
+
 #include <algorithm>
 #include <cstring>
 #include <deque>
@@ -53,70 +55,6 @@ Script* loadScript(const char* xml, std::map<const void*, std::unique_ptr<Script
 
 }  // namespace
 
-// A multiscript with everything it points to: records, nodes and strings.
-struct FakeKernel::OwnedMultiscript {
-    NATIVECOSPATCH_MULTISCRIPT record{};
-    std::deque<std::string> strings;
-    std::deque<NATIVECOSPATCH_MULTISCRIPT__SCRIPT_MANIFEST> manifests;
-    std::deque<NATIVECOSPATCH_MULTISCRIPT__SCRIPT> scripts;
-    std::deque<NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT> auditScripts;
-    std::deque<NATIVECOSPATCH_LIST_NODE> nodes;
-
-    char* text(const Text& value) {
-        if (!value) {
-            return nullptr;
-        }
-        strings.push_back(*value);
-        return &strings.back()[0];
-    }
-
-    template <typename Entry, typename Record, typename Make>
-    NATIVECOSPATCH_LIST_NODE* list(const std::vector<std::optional<Entry>>& entries,
-                                   std::deque<Record>& records, Make make) {
-        NATIVECOSPATCH_LIST_NODE* head = nullptr;
-        NATIVECOSPATCH_LIST_NODE** link = &head;
-        for (const auto& entry : entries) {
-            nodes.push_back(NATIVECOSPATCH_LIST_NODE{nullptr, nullptr});
-            if (entry) {
-                records.push_back(make(*entry));
-                nodes.back().data = &records.back();
-            }
-            *link = &nodes.back();
-            link = &nodes.back().next;
-        }
-        return head;
-    }
-
-    explicit OwnedMultiscript(const UpdateFile& file) {
-        record.scriptManifests = list(file.manifests, manifests, [this](const ManifestEntry& m) {
-            NATIVECOSPATCH_MULTISCRIPT__SCRIPT_MANIFEST r{};
-            r.scriptName = text(m.scriptName);
-            r.scriptType = static_cast<NATIVECOSPATCH_MULTISCRIPT__SCRIPT_TYPE>(m.type);
-            r.auditScriptName = text(m.auditScriptName);
-            r.customerId = text(m.customerId);
-            r.cosVersion = text(m.cosVersion);
-            r.platformId = text(m.platformId);
-            return r;
-        });
-        record.scripts = list(file.scripts, scripts, [this](const ScriptEntry& s) {
-            return NATIVECOSPATCH_MULTISCRIPT__SCRIPT{text(s.name), text(s.content)};
-        });
-        record.auditScripts = list(file.auditScripts, auditScripts, [this](const ScriptEntry& s) {
-            return NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT{text(s.name), text(s.content)};
-        });
-    }
-
-    template <typename Record>
-    Record* find(std::deque<Record>& records, const char* name) {
-        for (auto& r : records) {
-            if (name != nullptr && r.name != nullptr && std::strcmp(r.name, name) == 0) {
-                return &r;
-            }
-        }
-        return nullptr;
-    }
-};
-
 FakeKernel::FakeKernel() = default;
 FakeKernel::~FakeKernel() = default;
 
@@ -143,7 +81,7 @@ bool FakeKernel::forget(Live& live, const void* object, const char* kind) {
     return true;
 }
 
-FakeKernel::OwnedMultiscript* FakeKernel::multiscript(NATIVECOSPATCH_MULTISCRIPT* m) {
+FakeMultiscript* FakeKernel::multiscript(NATIVECOSPATCH_MULTISCRIPT* m) {
     auto it = m_multiscripts.find(m);
     return it == m_multiscripts.end() ? nullptr : it->second.get();
 }
@@ -316,7 +254,7 @@ NATIVECOSPATCH_MULTISCRIPT* FakeKernel::xml_multiscript_loadFromString(const cha
         log(NATIVECOSPATCH_LOG_MESSAGE_LEVEL_ERROR, "xml: not an update file");
         return nullptr;
     }
-    auto owned = std::make_unique<OwnedMultiscript>(file->second);
+    auto owned = std::make_unique<FakeMultiscript>(file->second);
     NATIVECOSPATCH_MULTISCRIPT* record = &owned->record;
     m_multiscripts[record] = std::move(owned);
     return record;
@@ -328,7 +266,7 @@ bool FakeKernel::multiscriptManager_freeMultiscript(NATIVECOSPATCH_MULTISCRIPT* 
 
 bool FakeKernel::multiscriptManager_isScriptWithNameExist(NATIVECOSPATCH_MULTISCRIPT* m,
                                                           const char* name, bool* exists) {
-    OwnedMultiscript* owned = multiscript(m);
+    FakeMultiscript* owned = multiscript(m);
     if (owned == nullptr) {
         return false;
     }
@@ -338,7 +276,7 @@ bool FakeKernel::multiscriptManager_isScriptWithNameExist(NATIVECOSPATCH_MULTISC
 
 bool FakeKernel::multiscriptManager_isAuditScriptWithNameExist(NATIVECOSPATCH_MULTISCRIPT* m,
                                                                const char* name, bool* exists) {
-    OwnedMultiscript* owned = multiscript(m);
+    FakeMultiscript* owned = multiscript(m);
     if (owned == nullptr) {
         return false;
     }
@@ -348,14 +286,14 @@ bool FakeKernel::multiscriptManager_isAuditScriptWithNameExist(NATIVECOSPATCH_MU
 
 NATIVECOSPATCH_MULTISCRIPT__SCRIPT* FakeKernel::multiscriptManager_script_selectRefScript(
     NATIVECOSPATCH_MULTISCRIPT* m, const char* name) {
-    OwnedMultiscript* owned = multiscript(m);
+    FakeMultiscript* owned = multiscript(m);
     return owned == nullptr ? nullptr : owned->find(owned->scripts, name);
 }
 
 NATIVECOSPATCH_MULTISCRIPT__AUDIT_SCRIPT*
 FakeKernel::multiscriptManager_script_selectRefAuditScript(NATIVECOSPATCH_MULTISCRIPT* m,
                                                            const char* name) {
-    OwnedMultiscript* owned = multiscript(m);
+    FakeMultiscript* owned = multiscript(m);
     return owned == nullptr ? nullptr : owned->find(owned->auditScripts, name);
 }
 

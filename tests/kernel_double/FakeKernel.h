@@ -30,6 +30,7 @@
 
 namespace kerneldouble {
 
+struct FakeMultiscript;
 using Text = std::optional<std::string>;  // nullopt is a null char*
 
 struct FakeChip {
@@ -82,9 +83,7 @@ class FakeKernel {
 #undef KERNEL_DOUBLE_DECLARE
 
   private:
-    struct OwnedMultiscript;
-
-    OwnedMultiscript* multiscript(NATIVECOSPATCH_MULTISCRIPT* m);
+    FakeMultiscript* multiscript(NATIVECOSPATCH_MULTISCRIPT* m);
     bool run(const NATIVECOSPATCH_SCRIPT* script, bool known);
     bool exchangeWithChip(NATIVECOSPATCH_COS_DATA_TYPE type);
     bool writeId(const std::string& id, char* buffer, uint16_t capacity);
@@ -94,7 +93,7 @@ class FakeKernel {
     std::optional<NATIVECOSPATCH_LOG_COMPONENT> m_log;
     std::optional<NATIVECOSPATCH_SEMEDIA_COMPONENT> m_seMedia;
     std::map<int, std::vector<uint8_t>> m_aids;
-    std::map<const void*, std::unique_ptr<OwnedMultiscript>> m_multiscripts;
+    std::map<const void*, std::unique_ptr<FakeMultiscript>> m_multiscripts;
     std::map<const void*, std::unique_ptr<NATIVECOSPATCH_SCRIPT>> m_scripts;
     std::map<const void*, std::unique_ptr<NATIVECOSPATCH_AUDIT_SCRIPT>> m_auditScripts;
     std::map<const void*, std::unique_ptr<uint8_t[]>> m_byteArrays;

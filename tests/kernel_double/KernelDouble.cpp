@@ -1,8 +1,12 @@
 #include "KernelDouble.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <set>
+#include <tuple>
+
+#include "KernelCalls.h"
 
 namespace kerneldouble {
 
@@ -11,12 +15,6 @@ namespace {
 std::unique_ptr<KernelDouble>& current() {
     static std::unique_ptr<KernelDouble> instance;
     return instance;
-}
-
-// What a failed kernel call returns: false, or a null pointer.
-template <typename Result>
-Result failure() {
-    return Result{};
 }
 
 bool resultIgnoredByTheEngine(const std::string& name) {
@@ -75,25 +73,55 @@ KernelDouble::Verdict KernelDouble::enter(const char* name) {
     return resultIgnoredByTheEngine(name) ? Verdict::ProceedButReportFailure : Verdict::Fail;
 }
 
-}  // namespace kerneldouble
+namespace {
 
-using kerneldouble::KernelDouble;
-
-extern "C" {
-#define KERNEL_DOUBLE_EXPORT(result, name, params, args)         \
-    result nativeCOSPatch_##name params {                        \
-        KernelDouble& kernel = KernelDouble::instance();         \
-        switch (kernel.enter(#name)) {                           \
-            case KernelDouble::Verdict::Fail:                    \
-                return kerneldouble::failure<result>();          \
-            case KernelDouble::Verdict::ProceedButReportFailure: \
-                kernel.mock.name args;                           \
-                return kerneldouble::failure<result>();          \
-            case KernelDouble::Verdict::Proceed:                 \
-                break;                                           \
-        }                                                        \
-        return kernel.mock.name args;                            \
+// What the engine receives: a bool as its byte, anything else as it is.
+template <typename Result>
+typename Raw<Result>::type delivered(Result answer) {
+    if constexpr (std::is_same_v<Result, bool>) {
+        return KernelDouble::instance().byteOf(answer);
+    } else {
+        return answer;
     }
-KERNEL_DOUBLE_FUNCTIONS(KERNEL_DOUBLE_EXPORT)
-#undef KERNEL_DOUBLE_EXPORT
 }
+
+// A bool out-parameter as the engine finds it: the flag's byte after a
+// success, true after a failure (the engine must not read it then).
+void deliverFlag(bool* flag, bool succeeded) {
+    if (flag != nullptr) {
+        const uint8_t byte = KernelDouble::instance().byteOf(!succeeded || *flag);
+        std::memcpy(flag, &byte, sizeof(byte));
+    }
+}
+template <typename Arg>
+void deliverFlag(Arg, bool) {}
+
+template <typename Result, typename Call, typename... Args>
+typename Raw<Result>::type answer(const char* name, Call call, std::tuple<Args...> args) {
+    KernelDouble& kernel = KernelDouble::instance();
+    Result result{};
+    switch (kernel.enter(name)) {
+        case KernelDouble::Verdict::Fail:
+            break;
+        case KernelDouble::Verdict::ProceedButReportFailure:
+            call();
+            break;
+        case KernelDouble::Verdict::Proceed:
+            result = call();
+            break;
+    }
+    std::apply([&](auto... arg) { (deliverFlag(arg, static_cast<bool>(result)), ...); }, args);
+    return delivered(result);
+}
+
+}  // namespace
+
+#define KERNEL_DOUBLE_CALL(result, name, params, args)                                             \
+    Raw<result>::type call_##name params {                                                         \
+        return answer<result>(                                                                     \
+            #name, [&] { return KernelDouble::instance().mock.name args; }, std::make_tuple args); \
+    }
+KERNEL_DOUBLE_FUNCTIONS(KERNEL_DOUBLE_CALL)
+#undef KERNEL_DOUBLE_CALL
+
+}  // namespace kerneldouble

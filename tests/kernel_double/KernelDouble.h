@@ -2,6 +2,12 @@
 // kernel. Every nativeCOSPatch_* call is journalled and goes to a GoogleMock
 // object whose default actions are FakeKernel's; a test overrides a call with
 // EXPECT_CALL/ON_CALL, or makes the k-th kernel call fail outright.
+//
+// Like a C kernel may, the double answers bools, results and out-parameters
+// alike, with bytes that have bits set above the lowest (3 for true, 2 for
+// false unless a test picks others), and on a failed call it writes true into
+// every bool out-parameter: the engine must count the lowest bit only and
+// read an out-parameter only after success.
 
 #ifndef KERNEL_DOUBLE_KERNEL_DOUBLE_H
 #define KERNEL_DOUBLE_KERNEL_DOUBLE_H
@@ -44,6 +50,13 @@ class KernelDouble {
     size_t failAt = 0;
     bool faultHit = false;
 
+    // The bytes a bool answer is given as.
+    struct BoolBits {
+        uint8_t yes = 3;
+        uint8_t no = 2;
+    };
+    BoolBits bits;
+
     size_t count(const std::string& name) const;
     // The next `times` calls of `name` fail without reaching the mock.
     void failNext(const std::string& name, int times = 1) { m_failNext[name] += times; }
@@ -55,6 +68,7 @@ class KernelDouble {
     enum class Verdict { Proceed, Fail, ProceedButReportFailure };
     // Called by the exported functions; not for tests.
     Verdict enter(const char* name);
+    uint8_t byteOf(bool answer) const { return answer ? bits.yes : bits.no; }
 
   private:
     std::map<std::string, int> m_failNext;

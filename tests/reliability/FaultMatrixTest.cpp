@@ -166,5 +166,45 @@ TEST(FaultMatrix, EveryKernelTransportAndLogCallFailingInTurn) {
     EXPECT_GT(sweep("log sink", Fault::Sink), 100u);
 }
 
+// The session as a list of lines: each operation's outcome, every kernel call
+// and every log line, and whatever the session found wrong.
+std::vector<std::string> sessionTranscript(KernelDouble::BoolBits bits) {
+    return inChild([bits] {
+        KernelDouble::reset();
+        KernelDouble::instance().bits = bits;
+        auto log = std::make_shared<CapturingLog>();
+        std::vector<std::string> lines;
+        for (const auto& op : runSession(log, std::make_shared<FakeTransport>(), lines)) {
+            lines.push_back(op.name + ": " + op.outcome);
+        }
+        const auto& journal = KernelDouble::instance().journal;
+        lines.insert(lines.end(), journal.begin(), journal.end());
+        for (const auto& line : log->lines) {
+            lines.push_back(std::to_string(line.level) + " " + line.text);
+        }
+        return lines;
+    });
+}
+
+// A C kernel may set any bits above the lowest in a bool it answers or writes:
+// the session must go the same, call for call and line for line, whatever
+// they are. The Service's first audit answers false, its second true.
+TEST(FaultMatrix, OnlyTheLowestBitOfAKernelBoolCounts) {
+    const std::vector<std::string> plain = sessionTranscript({1, 0});
+    ASSERT_GT(plain.size(), 100u);
+    for (const KernelDouble::BoolBits bits :
+         {KernelDouble::BoolBits{3, 2}, KernelDouble::BoolBits{255, 254},
+          KernelDouble::BoolBits{0x81, 0x80}}) {
+        SCOPED_TRACE("true " + std::to_string(bits.yes) + ", false " + std::to_string(bits.no));
+        const std::vector<std::string> transcript = sessionTranscript(bits);
+        const auto [got, expected] =
+            std::mismatch(transcript.begin(), transcript.end(), plain.begin(), plain.end());
+        EXPECT_TRUE(got == transcript.end() && expected == plain.end())
+            << "first difference, line " << (got - transcript.begin()) << ": got \""
+            << (got == transcript.end() ? "<end>" : *got) << "\", expected \""
+            << (expected == plain.end() ? "<end>" : *expected) << "\"";
+    }
+}
+
 }  // namespace
 }  // namespace reliability

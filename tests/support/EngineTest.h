@@ -16,6 +16,7 @@
 #include "KernelDouble.h"
 #include "ZelmarNativeCOSUpdate.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "ZelmarNativeCOSUpdateSEMediaControl.h"
 
 namespace Zelmar {
 namespace Device {
@@ -27,10 +28,19 @@ class COSUpdateTestPeer {
   public:
     explicit COSUpdateTestPeer(COSUpdateInterface& engine)
         : m_engine(static_cast<COSUpdate&>(engine)) {}
-    const std::string& platformId() const { return m_engine.m_platformId; }
-    const std::string& customerId() const { return m_engine.m_customerId; }
-    uint16_t cosVersion() const { return m_engine.m_cosVersion; }
+    const std::string& platformId() const { return m_engine.m_chip.platformId; }
+    const std::string& customerId() const { return m_engine.m_chip.customerId; }
+    uint16_t cosVersion() const { return m_engine.m_chip.cosVersion; }
     const ScriptManifest* selected() const { return m_engine.m_selectedManifest; }
+    // Runs `steps` on one use of the SE media, as an operation would.
+    template <typename Steps>
+    void useSEMedia(Steps steps) {
+        COSUpdate::SEMediaUse media(m_engine, {"failed: "});
+        steps(media);
+    }
+    ScriptManifest* firstManifest() const {
+        return static_cast<ScriptManifest*>(m_engine.m_multiscript->scriptManifests->data);
+    }
 
   private:
     COSUpdate& m_engine;

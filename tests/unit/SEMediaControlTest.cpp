@@ -48,5 +48,42 @@ TEST_F(SEMediaControlTest, AStopTheKernelRefusesIsLoggedAndTheOperationStillSucc
     EXPECT_TRUE(started());
 }
 
+// A stop the kernel confirmed settles what was owed: a second stop in the same
+// operation (an operation's handler stops again) must not reach the kernel,
+// where the bridge would warn that the SE media is not started. A refused
+// stop stays owed and is asked again.
+TEST_F(SEMediaControlTest, OnlyAStopStillOwedReachesTheKernel) {
+    const std::string notStarted =
+        "[COSUpdateLib] _COSUpdateSEMediaWrapper_stop : SEMedia not started or already stopped";
+    const struct {
+        const char* name;
+        bool startedBefore;
+        int refusedStops;
+        size_t kernelStops;
+    } cases[] = {
+        {"started here", false, 0, 1},
+        {"started here, first stop refused", false, 1, 2},
+        {"started before", true, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        restart();
+        if (started() != c.startedBefore) {  // the bridge's flag outlives engines
+            ASSERT_TRUE(c.startedBefore ? kernel().fake.seMediaManager_start()
+                                        : kernel().fake.seMediaManager_stop());
+        }
+        kernel().failNext("seMediaManager_stop", c.refusedStops);
+        log->lines.clear();
+        peer().useSEMedia([](auto& media) {
+            media.start();
+            media.stop();
+            media.stop();
+        });
+        EXPECT_EQ(kernel().count("seMediaManager_stop"), c.kernelStops);
+        EXPECT_FALSE(log->has(COSUPDATE_LOG_WARNING, notStarted));
+        EXPECT_EQ(started(), c.startedBefore);
+    }
+}
+
 }  // namespace
 }  // namespace testsupport

@@ -2,15 +2,16 @@
 
 #include <cctype>
 #include <string_view>
-#include <tuple>
+
+#include "COSUpdateMessages.h"
 
 namespace cosupdate::cli {
 
 namespace {
 
+// The library's own texts: the tool matches them, it never types them again.
+namespace texts = Zelmar::Device::COS::V1_0::Messages;
 using Kind = LogEvent::Kind;
-
-constexpr std::string_view kManager = "[COSUpdateMgr] ";
 
 bool startsWith(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
@@ -20,17 +21,15 @@ bool endsWith(std::string_view text, std::string_view suffix) {
     return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
 
-// The name in "<name> " + suffix, when `text` is exactly that.
-std::optional<std::string_view> nameBefore(std::string_view text, std::string_view suffix) {
-    const size_t minimum = suffix.size() + 4;  // '<', at least one character, "> "
-    if (text.size() < minimum || text.front() != '<' || !endsWith(text, suffix)) {
+// The value of `text` when it is exactly `frame` around a value of at least one
+// character.
+std::optional<std::string_view> framed(std::string_view text, const texts::Framed& frame) {
+    const std::string_view before = frame.before, after = frame.after;
+    if (text.size() <= before.size() + after.size() || !startsWith(text, before) ||
+        !endsWith(text, after)) {
         return std::nullopt;
     }
-    const std::string_view head = text.substr(0, text.size() - suffix.size());
-    if (!endsWith(head, "> ")) {
-        return std::nullopt;
-    }
-    return head.substr(1, head.size() - 3);
+    return text.substr(before.size(), text.size() - before.size() - after.size());
 }
 
 // A decimal number making up all of `text`.
@@ -49,72 +48,56 @@ std::optional<uint32_t> decimal(std::string_view text) {
 }
 
 std::optional<LogEvent> selection(std::string_view text) {
-    for (const auto& [prefix, suffix, kind] : {
-             std::tuple{std::string_view("Patch "),
-                        std::string_view("matching with search constraint -> Select it"),
-                        Kind::PatchSelected},
-             std::tuple{std::string_view("Service "),
-                        std::string_view("matching with search constraint -> Execute it to "
-                                         "check if Service was deployed"),
-                        Kind::ServiceCandidate},
-         }) {
-        if (!startsWith(text, prefix)) {
-            continue;
-        }
-        if (const auto name = nameBefore(text.substr(prefix.size()), suffix)) {
-            return LogEvent{kind, std::string(*name), "", false, 0};
-        }
+    if (const auto name = framed(text, texts::kPatchSelected)) {
+        return LogEvent{Kind::PatchSelected, std::string(*name), "", false, 0};
     }
-    if (text == "Service not yet deployed -> Select it" ||
-        text == "Service do not contains an Audit Script -> Select it") {
+    if (const auto name = framed(text, texts::kServiceCandidate)) {
+        return LogEvent{Kind::ServiceCandidate, std::string(*name), "", false, 0};
+    }
+    if (text == texts::kServiceNotYetDeployed || text == texts::kServiceWithoutAudit) {
         return LogEvent{Kind::ServiceSelected, "", "", false, 0};
     }
     return std::nullopt;
 }
 
-// "Running <name> script (type:Patch) ..." or, for a script of unknown type,
-// "Running <name> script ...". Audit scripts ("... audit script ...") are not
-// update scripts and do not count.
+// An update script starting, with its type or, for a type the library does
+// not name, without. Audit scripts are not update scripts and do not count.
 std::optional<LogEvent> running(std::string_view text) {
-    constexpr std::string_view kRunning = "Running ";
-    if (!startsWith(text, kRunning)) {
+    if (!endsWith(text, texts::kEllipsis)) {
         return std::nullopt;
     }
-    const std::string_view rest = text.substr(kRunning.size());
-    if (const auto name = nameBefore(rest, "script ...")) {
+    text.remove_suffix(std::string_view(texts::kEllipsis).size());
+    if (const auto name = framed(text, texts::kRunning)) {
         return LogEvent{Kind::ScriptRunning, std::string(*name), "", false, 0};
     }
-    constexpr std::string_view kTyped = "> script (type:";
-    constexpr std::string_view kEnd = ") ...";
-    const size_t typed = rest.rfind(kTyped);
-    if (typed == std::string_view::npos || typed < 2 || rest.front() != '<' ||
-        !endsWith(rest, kEnd)) {
-        return std::nullopt;
+    // The type follows the last "> script": a name may hold one of its own.
+    const std::string_view afterName = texts::kRunning.after;
+    for (size_t end = text.rfind(afterName); end != std::string_view::npos && end > 0;
+         end = text.rfind(afterName, end - 1)) {
+        const size_t typeStart = end + afterName.size();
+        const auto name = framed(text.substr(0, typeStart), texts::kRunning);
+        const auto type = framed(text.substr(typeStart), texts::kScriptType);
+        if (name && type) {
+            return LogEvent{Kind::ScriptRunning, std::string(*name), std::string(*type), false, 0};
+        }
     }
-    const size_t typeStart = typed + kTyped.size();
-    if (typeStart + kEnd.size() > rest.size()) {
-        return std::nullopt;
-    }
-    const auto name = rest.substr(1, typed - 1);
-    const auto type = rest.substr(typeStart, rest.size() - kEnd.size() - typeStart);
-    return LogEvent{Kind::ScriptRunning, std::string(name), std::string(type), false, 0};
+    return std::nullopt;
 }
 
 std::optional<LogEvent> managerEvent(std::string_view text) {
     if (auto event = running(text)) {
         return event;
     }
-    constexpr std::string_view kResult = "Script execution result : ";
-    if (startsWith(text, kResult)) {
-        const auto result = text.substr(kResult.size());
-        if (result == "Success" || result == "Failed") {
-            return LogEvent{Kind::ScriptResult, "", "", result == "Success", 0};
+    if (startsWith(text, texts::kScriptResult)) {
+        const auto result = text.substr(std::string_view(texts::kScriptResult).size());
+        if (result == texts::kSuccess || result == texts::kFailed) {
+            return LogEvent{Kind::ScriptResult, "", "", result == texts::kSuccess, 0};
         }
         return std::nullopt;
     }
-    constexpr std::string_view kVersion = ">>> SE COS Version after script execution : ";
-    if (startsWith(text, kVersion)) {
-        if (const auto version = decimal(text.substr(kVersion.size()))) {
+    if (startsWith(text, texts::kVersionAfterScript)) {
+        const auto number = text.substr(std::string_view(texts::kVersionAfterScript).size());
+        if (const auto version = decimal(number)) {
             return LogEvent{Kind::VersionAfter, "", "", false, *version};
         }
     }
@@ -122,11 +105,11 @@ std::optional<LogEvent> managerEvent(std::string_view text) {
 }
 
 std::optional<LogEvent> deployedCount(std::string_view text) {
-    constexpr std::string_view kSuffix = " script(s) deployed successfully";
-    if (!endsWith(text, kSuffix)) {
+    const std::string_view suffix = texts::kScriptsDeployed;
+    if (!endsWith(text, suffix)) {
         return std::nullopt;
     }
-    if (const auto count = decimal(text.substr(0, text.size() - kSuffix.size()))) {
+    if (const auto count = decimal(text.substr(0, text.size() - suffix.size()))) {
         return LogEvent{Kind::DeployedCount, "", "", false, *count};
     }
     return std::nullopt;
@@ -136,8 +119,9 @@ std::optional<LogEvent> deployedCount(std::string_view text) {
 
 std::optional<LogEvent> parseLogEvent(const std::string& message) {
     const std::string_view text = message;
-    if (startsWith(text, kManager)) {
-        return managerEvent(text.substr(kManager.size()));
+    const std::string_view manager = texts::kManagerPrefix;
+    if (startsWith(text, manager)) {
+        return managerEvent(text.substr(manager.size()));
     }
     if (auto event = selection(text)) {
         return event;

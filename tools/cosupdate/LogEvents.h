@@ -1,6 +1,7 @@
 // What the tool learns from the library's log lines: which script the engine
 // selected, which one it runs, how that went and what the chip's COS version
-// became. The library reports these only through its log sink.
+// became. The library reports these only through its log sink; the texts are
+// the library's own (COSUpdateMessages.h), named after them below.
 
 #ifndef COSUPDATE_CLI_LOG_EVENTS_H
 #define COSUPDATE_CLI_LOG_EVENTS_H
@@ -13,13 +14,13 @@ namespace cosupdate::cli {
 
 struct LogEvent {
     enum class Kind {
-        PatchSelected,     // "Patch <name> matching with search constraint -> Select it"
-        ServiceCandidate,  // "Service <name> matching ... -> Execute it to check ..."
-        ServiceSelected,   // the candidate Service is not deployed yet: selected
-        ScriptRunning,     // "[COSUpdateMgr] Running <name> script (type:T) ..."
-        ScriptResult,      // "[COSUpdateMgr] Script execution result : Success|Failed"
-        VersionAfter,      // "[COSUpdateMgr] >>> SE COS Version after script execution : N"
-        DeployedCount,     // "N script(s) deployed successfully"
+        PatchSelected,     // kPatchSelected
+        ServiceCandidate,  // kServiceCandidate
+        ServiceSelected,   // kServiceNotYetDeployed or kServiceWithoutAudit
+        ScriptRunning,     // kManagerPrefix + kRunning [+ kScriptType] + kEllipsis
+        ScriptResult,      // kManagerPrefix + kScriptResult + kSuccess or kFailed
+        VersionAfter,      // kManagerPrefix + kVersionAfterScript + N
+        DeployedCount,     // N + kScriptsDeployed
     };
 
     Kind kind;
