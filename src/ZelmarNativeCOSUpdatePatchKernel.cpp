@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "nativeCOSPatchBool.h"
+
 namespace Zelmar {
 namespace Device {
 namespace COS {
@@ -10,12 +12,7 @@ namespace PatchKernel {
 
 namespace {
 
-// The kernel is C: its bools may carry any bit pattern, and only the lowest
-// bit counts. The byte is read through a volatile char so that the compiler
-// cannot assume 0 or 1 and test the whole byte instead.
-bool lowestBit(const bool& value) {
-    return (*reinterpret_cast<const volatile unsigned char*>(&value) & 1u) != 0;
-}
+using nativeCOSPatchBool::lowestBit;
 
 // A bool out-parameter: preset to false, read only when the call succeeded.
 // Calls are handed in as lambdas that name the kernel operation: a call

@@ -1,17 +1,12 @@
 #include "KernelScripts.h"
 
-#include <cstring>
+#include "nativeCOSPatchBool.h"
 
 namespace cosupdate::cli {
 
 namespace {
 
-// The kernel's bool results count by their lowest bit only.
-bool succeeded(bool result) {
-    unsigned char bits = 0;
-    std::memcpy(&bits, &result, sizeof bits);
-    return (bits & 1u) != 0;
-}
+using nativeCOSPatchBool::lowestBit;
 
 std::optional<std::string> text(const char* value) {
     return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
@@ -68,7 +63,7 @@ ScriptVerdict checkUpdateScript(const char* content) {
     if (script == nullptr) {
         return ScriptVerdict::NotParsed;
     }
-    const bool consistent = succeeded(nativeCOSPatch_scriptManager_isConsistency(script));
+    const bool consistent = lowestBit(nativeCOSPatch_scriptManager_isConsistency(script));
     nativeCOSPatch_scriptManager_freeScript(script);
     return consistent ? ScriptVerdict::Runnable : ScriptVerdict::Inconsistent;
 }
