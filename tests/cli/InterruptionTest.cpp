@@ -77,6 +77,7 @@ class InterruptionTest : public ToolTest {
 // A way to interrupt a run, how the interrupted run must end and what it must
 // say, and how the same command run again ends (0: it had work left, 3: none).
 struct Interruption {
+    const char* id;  // the test's name
     const char* name;
     std::vector<std::string> options;
     ProcessSetup setup;
@@ -97,8 +98,9 @@ const std::vector<Interruption>& interruptions() {
     const std::string stopped = "\ncosupdate: " + kInterrupted + "\n";
     const std::string stoppedSummary = "result:       " + kInterrupted + "\n";
     static const std::vector<Interruption> kinds{
-        {"SIGINT", {}, {}, SIGINT, 6, {stopped}, {stoppedSummary}, 0},
-        {"SIGTERM, --json",
+        {"Sigint", "SIGINT", {}, {}, SIGINT, 6, {stopped}, {stoppedSummary}, 0},
+        {"SigtermJson",
+         "SIGTERM, --json",
          {"--json"},
          {},
          SIGTERM,
@@ -106,8 +108,9 @@ const std::vector<Interruption>& interruptions() {
          {R"("exitStatus":6,)", R"("error":")" + kInterrupted + '"'},
          {R"("result":"interrupted",)"},
          0},
-        {"SIGHUP", {}, {}, SIGHUP, 6, {stopped}, {stoppedSummary}, 0},
-        {"stderr's reader gone",
+        {"Sighup", "SIGHUP", {}, {}, SIGHUP, 6, {stopped}, {stoppedSummary}, 0},
+        {"StderrReaderGone",
+         "stderr's reader gone",
          {},
          {},
          0,
@@ -116,7 +119,8 @@ const std::vector<Interruption>& interruptions() {
           "\ncosupdate: standard error could not be written: Broken pipe\n"},
          {},
          3},
-        {"stdout and stderr one pipe, its reader gone (2>&1 | head), --json",
+        {"SharedPipeReaderGoneJson",
+         "stdout and stderr one pipe, its reader gone (2>&1 | head), --json",
          {"--json"},
          stdoutInto(Output::Stderr),
          0,
@@ -128,7 +132,11 @@ const std::vector<Interruption>& interruptions() {
     return kinds;
 }
 
-TEST_F(InterruptionTest, EveryInterruptionEndsAsDocumentedAndTheSameCommandConverges) {
+// One test for each kind, so that ctest runs them side by side.
+class InterruptionSweep : public InterruptionTest, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(InterruptionSweep, EndsAsDocumentedAndTheSameCommandConverges) {
+    const Interruption& kind = interruptions()[GetParam()];
     writeChip(cosim::ChipState::factoryDefault());
     const ToolResult whole = run(update());
     ASSERT_EQ(whole.status, 0) << whole.describe();
@@ -137,52 +145,59 @@ TEST_F(InterruptionTest, EveryInterruptionEndsAsDocumentedAndTheSameCommandConve
     const size_t exchanges = exchangesIn(whole.err);
     ASSERT_GT(exchanges, 2 * kEndMargin);
 
-    std::mt19937 random(kSeed);
+    std::mt19937 random(kSeed + GetParam());
     std::uniform_int_distribution<size_t> point(1, exchanges - kEndMargin);
     std::vector<size_t> overruns;  // APDUs a stopped tool attempted past the signal
-    for (const Interruption& kind : interruptions()) {
-        for (unsigned i = 0; i < kPointsPerKind; ++i) {
-            const size_t at = point(random);
-            SCOPED_TRACE(std::string(kind.name) + " after APDU " + std::to_string(at));
-            writeChip(cosim::ChipState::factoryDefault());
-            Process tool = start(update(kind.options), kind.setup);
-            ASSERT_TRUE(readExchanges(tool, at));
-            if (kind.signal != 0) {
-                tool.signal(kind.signal);
-            } else {
-                tool.stopReading();
-            }
-            const ToolResult interrupted = tool.finish();
-
-            ASSERT_EQ(interrupted.signal, 0) << interrupted.describe();
-            ASSERT_EQ(interrupted.status, kind.status) << interrupted.describe();
-            std::vector<std::string> says = kind.says;
-            if (interrupted.err.find("Starting doUpdate()") != npos) {
-                says.insert(says.end(), kind.summary.begin(), kind.summary.end());
-            }
-            for (const std::string& text : says) {
-                EXPECT_NE((interrupted.out + interrupted.err).find(text), npos) << text;
-            }
-            ASSERT_EQ(listing(), m_files);
-            if (kind.signal != 0) {
-                ASSERT_LE(chip().cosVersion, final.cosVersion);  // and it parses
-                overruns.push_back(exchangesIn(interrupted.err) - at);
-            } else {
-                ASSERT_EQ(chip(), final) << "the update did not run to its end";
-            }
-
-            const ToolResult resumed = run({"update", m_update});
-            ASSERT_EQ(resumed.status, kind.resumedStatus) << resumed.describe();
-            ASSERT_EQ(chip(), final);
-            ASSERT_EQ(listing(), m_files);
+    for (unsigned i = 0; i < kPointsPerKind; ++i) {
+        const size_t at = point(random);
+        SCOPED_TRACE(std::string(kind.name) + " after APDU " + std::to_string(at));
+        writeChip(cosim::ChipState::factoryDefault());
+        Process tool = start(update(kind.options), kind.setup);
+        ASSERT_TRUE(readExchanges(tool, at));
+        if (kind.signal != 0) {
+            tool.signal(kind.signal);
+        } else {
+            tool.stopReading();
         }
+        const ToolResult interrupted = tool.finish();
+
+        ASSERT_EQ(interrupted.signal, 0) << interrupted.describe();
+        ASSERT_EQ(interrupted.status, kind.status) << interrupted.describe();
+        std::vector<std::string> says = kind.says;
+        if (interrupted.err.find("Starting doUpdate()") != npos) {
+            says.insert(says.end(), kind.summary.begin(), kind.summary.end());
+        }
+        for (const std::string& text : says) {
+            EXPECT_NE((interrupted.out + interrupted.err).find(text), npos) << text;
+        }
+        ASSERT_EQ(listing(), m_files);
+        if (kind.signal != 0) {
+            ASSERT_LE(chip().cosVersion, final.cosVersion);  // and it parses
+            overruns.push_back(exchangesIn(interrupted.err) - at);
+        } else {
+            ASSERT_EQ(chip(), final) << "the update did not run to its end";
+        }
+
+        const ToolResult resumed = run({"update", m_update});
+        ASSERT_EQ(resumed.status, kind.resumedStatus) << resumed.describe();
+        ASSERT_EQ(chip(), final);
+        ASSERT_EQ(listing(), m_files);
     }
-    std::cout << interruptions().size() * kPointsPerKind << " interruptions (" << kPointsPerKind
-              << " of each kind) over " << exchanges << " APDUs; after a signal the tool attempted "
-              << *std::min_element(overruns.begin(), overruns.end()) << " to "
-              << *std::max_element(overruns.begin(), overruns.end()) << " more (mean "
-              << std::accumulate(overruns.begin(), overruns.end(), 0.0) / overruns.size() << ")\n";
+    std::cout << kind.name << ": " << kPointsPerKind << " interruptions over " << exchanges
+              << " APDUs, each converged";
+    if (!overruns.empty()) {
+        std::cout << "; the tool attempted " << *std::min_element(overruns.begin(), overruns.end())
+                  << " to " << *std::max_element(overruns.begin(), overruns.end())
+                  << " more after the signal (mean "
+                  << std::accumulate(overruns.begin(), overruns.end(), 0.0) / overruns.size()
+                  << ")";
+    }
+    std::cout << "\n";
 }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, InterruptionSweep,
+                         ::testing::Range<size_t>(0, interruptions().size()),
+                         [](const auto& info) { return interruptions()[info.param].id; });
 
 TEST_F(InterruptionTest, ASecondSignalEndsTheToolAtOnce) {
     writeChip(cosim::ChipState::factoryDefault());
