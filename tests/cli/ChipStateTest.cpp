@@ -16,14 +16,15 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <fstream>
 #include <functional>
 
-#include "ChipStateFixture.h"
+#include "ToolTest.h"
 
 namespace cosupdate::test {
 namespace {
 
-const std::string kUpdate = COSUPDATE_EXAMPLES_DIR "/update.xml";
+const std::string kUpdate = exampleUpdate();
 constexpr auto npos = std::string::npos;
 
 cosim::ChipState factory() {
@@ -62,7 +63,7 @@ class ForeignLock {
     int m_fd;
 };
 
-using ChipStateTest = ChipStateFixture;
+using ChipStateTest = ToolTest;
 
 TEST_F(ChipStateTest, ALockedChipIsRefusedAtOnceNamingItsHolder) {
     writeChip(factory());
@@ -79,14 +80,14 @@ TEST_F(ChipStateTest, ALockedChipIsRefusedAtOnceNamingItsHolder) {
                                                {"chip", "set", "customer", "GLOBEX"},
                                                {"chip", "reset"}}) {
         SCOPED_TRACE(args.front());
-        const ChildResult result = runOnChip(args);
+        const ToolResult result = run(args);
         EXPECT_EQ(result.status, 1) << result.describe();
         EXPECT_EQ(result.err, "cosupdate: chip state file " + m_chip + holder);
         EXPECT_EQ(result.out, "");
     }
-    const ChildResult throughLink = run({"--chip", alias, "chip", "show"});
+    const ToolResult throughLink = run({"--chip", alias, "chip", "show"});
     EXPECT_EQ(throughLink.err, "cosupdate: chip state file " + alias + holder);
-    EXPECT_EQ(runOnChip({"validate", kUpdate}).status, 0) << "validate touches no chip";
+    EXPECT_EQ(run({"validate", kUpdate}).status, 0) << "validate touches no chip";
     EXPECT_EQ(chip(), factory());
 }
 
@@ -94,13 +95,13 @@ TEST_F(ChipStateTest, ALockedChipIsRefusedAtOnceNamingItsHolder) {
 TEST_F(ChipStateTest, WaitingForTheChipEndsOnASignal) {
     writeChip(factory());
     const ForeignLock lock(m_chip + ".lock");
-    ChildTool tool({"--chip", m_chip, "--wait", "chip", "set", "customer", "GLOBEX"}, path(".out"));
+    Process tool = start({"--wait", "chip", "set", "customer", "GLOBEX"});
     const std::string notice = "cosupdate: chip state file " + m_chip + " is in use by process " +
                                std::to_string(getpid()) + "; waiting for it";
     ASSERT_TRUE(tool.readUntil([&](const std::string& line) { return line == notice; }));
     EXPECT_TRUE(tool.runsAfter(200)) << "gave up waiting";
     tool.signal(SIGTERM);
-    const ChildResult result = tool.finish();
+    const ToolResult result = tool.finish();
 
     EXPECT_EQ(result.status, 6) << result.describe();
     EXPECT_NE(result.err.find("\ncosupdate: interrupted: run the same command again to resume\n"),
@@ -113,11 +114,10 @@ TEST_F(ChipStateTest, TwoCommandsRacingOnOneChipBothTakeEffect) {
     // In either order the update and the new customer give the same chip.
     for (int round = 0; round < 5; ++round) {
         writeChip(factory());
-        ChildTool update({"--chip", m_chip, "--wait", "update", kUpdate}, path(".out"));
-        ChildTool set({"--chip", m_chip, "--wait", "chip", "set", "customer", "GLOBEX"},
-                      path(".out2"));
-        const ChildResult updateResult = update.finish();
-        const ChildResult setResult = set.finish();
+        Process update = start({"--wait", "update", kUpdate});
+        Process set = start({"--wait", "chip", "set", "customer", "GLOBEX"});
+        const ToolResult updateResult = update.finish();
+        const ToolResult setResult = set.finish();
         ASSERT_EQ(updateResult.status, 0) << updateResult.describe();
         ASSERT_EQ(setResult.status, 0) << setResult.describe();
         ASSERT_EQ(chip(), updated("GLOBEX")) << "round " << round;
@@ -157,7 +157,7 @@ TEST_F(ChipStateTest, WhatIsNotARegularFileIsRefusedAndLeftAsItIs) {
                                                    {"--force", "chip", "reset"}}) {
             std::vector<std::string> line{"--chip", node};
             line.insert(line.end(), args.begin(), args.end());
-            const ChildResult result = run(line);
+            const ToolResult result = run(line);
 
             EXPECT_EQ(result.status, 1) << result.describe();
             EXPECT_EQ(result.err, "cosupdate: chip state file " + node + " is " + kind +
@@ -195,7 +195,7 @@ TEST_F(ChipStateTest, LinksAreFollowedAndTheModeIsKept) {
             chmod(target.c_str(), c.mode);
         }
 
-        const ChildResult result = runOnChip({"chip", "set", "customer", "GLOBEX"});
+        const ToolResult result = run({"chip", "set", "customer", "GLOBEX"});
 
         EXPECT_EQ(result.status, 0) << result.describe();
         EXPECT_EQ(chip(target).customerId, "GLOBEX");
@@ -216,15 +216,14 @@ TEST_F(ChipStateTest, ChipResetOverwritesWhatIsNotAChipStateFileOnlyWithForce) {
         if (force) {
             args.push_back("--force");
         }
-        const ChildResult result = runOnChip(args);
+        const ToolResult result = run(args);
 
         EXPECT_EQ(result.status, status) << result.describe();
         if (status == 0) {
             EXPECT_EQ(chip(), factory());
         } else {
             EXPECT_NE(result.err.find("chip reset overwrites it only with --force"), npos);
-            std::ifstream file(m_chip);
-            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
+            EXPECT_EQ(chipText(), content);
         }
     }
 }
@@ -243,7 +242,7 @@ TEST_F(ChipStateTest, TemporaryFilesOfDeadProcessesAreRemoved) {
         std::ofstream(path(name)) << "half a state";
     }
 
-    EXPECT_EQ(runOnChip({"chip", "show"}).status, 0);
+    EXPECT_EQ(run({"chip", "show"}).status, 0);
 
     EXPECT_EQ(listing(), (std::set<std::string>{"chip.state", "chip.state.lock", alive, otherFile,
                                                 "chip.state.tmp.12x"}));
@@ -252,7 +251,7 @@ TEST_F(ChipStateTest, TemporaryFilesOfDeadProcessesAreRemoved) {
 // A place where the chip state file cannot be written, and how to undo that.
 struct Unwritable {
     std::string skipReason;  // set when this machine cannot make it
-    ChildOptions options;
+    ProcessSetup setup;
     std::function<void()> lift = [] {};
 };
 
@@ -267,14 +266,14 @@ TEST_F(ChipStateTest, AStateThatCannotBeWrittenStopsTheUpdateWithTheOsReason) {
         {"no file may grow (RLIMIT_FSIZE)", "limited", "File too large",
          [](const std::string&) {
              Unwritable u;
-             u.options.noFileSpace = true;
+             u.setup.noFileSpace = true;
              return u;
          }},
         {"read-only directory", "readonly", "Permission denied",
          [](const std::string& dir) {
              // Root writes anywhere: the tool runs as nobody then.
              Unwritable u;
-             u.options.asNobody = true;
+             u.setup.asNobody = true;
              const std::string lock = dir + "/chip.state.lock";
              close(open(lock.c_str(), O_CREAT | O_WRONLY, 0666));
              chmod(lock.c_str(), 0666);
@@ -315,7 +314,7 @@ TEST_F(ChipStateTest, AStateThatCannotBeWrittenStopsTheUpdateWithTheOsReason) {
         std::set<std::string> files = listing(dir);
         files.insert("chip.state.lock");
 
-        const ChildResult stopped = run({"--chip", state, "update", kUpdate}, unwritable.options);
+        const ToolResult stopped = run({"--chip", state, "update", kUpdate}, unwritable.setup);
 
         if (stopped.status == kNotStarted && stopped.err.rfind("exec failed", 0) == 0) {
             std::cout << "not tried, " << c.what << ": " << stopped.err;  // nobody cannot run it
@@ -333,7 +332,7 @@ TEST_F(ChipStateTest, AStateThatCannotBeWrittenStopsTheUpdateWithTheOsReason) {
 
         unwritable.lift();
 
-        const ChildResult resumed = run({"--chip", state, "update", kUpdate});
+        const ToolResult resumed = run({"--chip", state, "update", kUpdate});
         EXPECT_EQ(resumed.status, 0) << resumed.describe();
         EXPECT_EQ(chip(state), updated());
         umount2(dir.c_str(), MNT_DETACH);
@@ -341,18 +340,16 @@ TEST_F(ChipStateTest, AStateThatCannotBeWrittenStopsTheUpdateWithTheOsReason) {
 }
 
 TEST_F(ChipStateTest, GeneratorLeavesItsOutputAsItWasOnABadArgument) {
-    ChildOptions generator;
-    generator.program = COSUPDATE_GEN;
     const std::string fresh = path("fresh.xml");
     const std::string earlier = path("earlier.xml");
-    std::ofstream(earlier) << "earlier";
+    writeFile("earlier.xml", "earlier");
     for (const std::string& output : {fresh, earlier}) {
-        const ChildResult result = run({"--block-size", "0", "-o", output}, generator);
+        const ToolResult result =
+            runProcess(commandLine(COSUPDATE_GEN, {"--block-size", "0", "-o", output}));
         EXPECT_EQ(result.status, 2) << result.describe();
     }
     EXPECT_EQ(listing(), std::set<std::string>{"earlier.xml"});
-    std::ifstream file(earlier);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "earlier");
+    EXPECT_EQ(readFile(earlier), "earlier");
 }
 
 }  // namespace

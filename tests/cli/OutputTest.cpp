@@ -10,7 +10,7 @@
 #include <regex>
 #include <tuple>
 
-#include "ToolProcess.h"
+#include "ToolTest.h"
 
 namespace cosupdate::test {
 namespace {
@@ -34,19 +34,19 @@ TEST_F(ToolTest, UpdateFinishesWhenItsOutputCannotBeWritten) {
     const std::vector<Case> cases{
         {"summary into a closed pipe",
          {},
-         {{}, Output::ClosedPipe, Output::File},
+         {{}, Output::ClosedPipe, Output::Captured},
          "cosupdate: standard output could not be written: Broken pipe\n"},
         {"summary onto a full device",
          {},
-         {{}, Output::Full, Output::File},
+         {{}, Output::Full, Output::Captured},
          "cosupdate: standard output could not be written: No space left on device\n"},
         {"progress into a closed pipe",
          {},
-         {{}, Output::File, Output::ClosedPipe},
+         {{}, Output::Captured, Output::ClosedPipe},
          "cosupdate: standard error could not be written: Broken pipe\n"},
         {"log onto a full device, JSON",
          {"--json", "--verbose"},
-         {{}, Output::File, Output::Full},
+         {{}, Output::Captured, Output::Full},
          R"("error":"standard error could not be written: No space left on device")"},
         {"both into a closed pipe (2>&1 | head)",
          {},
@@ -56,7 +56,7 @@ TEST_F(ToolTest, UpdateFinishesWhenItsOutputCannotBeWritten) {
     for (size_t i = 0; i < cases.size(); ++i) {
         const Case& c = cases[i];
         SCOPED_TRACE(c.what);
-        const std::string chip = (m_dir / ("chip-" + std::to_string(i) + ".state")).string();
+        const std::string chip = path("chip-" + std::to_string(i) + ".state");
         std::vector<std::string> args{"--chip", chip, "update", kUpdate};
         args.insert(args.end(), c.options.begin(), c.options.end());
 
@@ -65,9 +65,9 @@ TEST_F(ToolTest, UpdateFinishesWhenItsOutputCannotBeWritten) {
         EXPECT_EQ(result.signal, 0) << result.describe();
         EXPECT_EQ(result.status, 1) << result.describe();
         expectUpdated(readFile(chip));
-        const std::string& stillWritten = c.setup.out == Output::File ? result.out : result.err;
+        const std::string& stillWritten = c.setup.out == Output::Captured ? result.out : result.err;
         EXPECT_NE(stillWritten.find(c.said), npos) << result.describe();
-        if (c.setup.out == Output::File && c.options.empty()) {
+        if (c.setup.out == Output::Captured && c.options.empty()) {
             EXPECT_EQ(result.out.rfind("result:       deployed\n", 0), 0u) << result.out;
         }
     }
@@ -77,7 +77,7 @@ TEST_F(ToolTest, NothingWrittenIsNeverSuccess) {
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
              {"--version"}, {"help"}, {"validate", kUpdate}, {"--json", "check", kUpdate}}) {
         SCOPED_TRACE(args.back());
-        const ToolResult result = run(args, {{}, Output::Full, Output::File});
+        const ToolResult result = run(args, {{}, Output::Full});
 
         EXPECT_EQ(result.status, 1) << result.describe();
         EXPECT_EQ(result.err,
@@ -182,7 +182,7 @@ TEST_F(ToolTest, NamesFromTheFileReachTheTerminalEscaped) {
 }
 
 TEST_F(ToolTest, InfoFailsOnAnObjectThatIsNotWhatWasAsked) {
-    const std::string noFc = (m_dir / "no-fc.state").string();
+    const std::string noFc = path("no-fc.state");
     ASSERT_EQ(run({"--chip", noFc, "chip", "set", "fc", ""}).status, 0);
     // Options and tag, exit status and the start of the failure ("": none).
     const std::vector<std::tuple<std::vector<std::string>, int, std::string>> cases{

@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <tuple>
 
-#include "ToolProcess.h"
+#include "ToolTest.h"
 
 namespace cosupdate::test {
 namespace {
@@ -113,7 +113,7 @@ TEST_F(ToolTest, DashReadsTheUpdateFileFromStandardInput) {
     };
     for (const auto& [command, input, status, says] : cases) {
         SCOPED_TRACE(command + " " + says);
-        const ToolResult result = run({command, "-"}, {input, Output::File, Output::File});
+        const ToolResult result = run({command, "-"}, {input});
 
         EXPECT_EQ(result.status, status) << result.describe();
         EXPECT_EQ((status == 5 && command != "validate" ? result.err : result.out).rfind(says, 0),

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks cosupdate's --json outputs against its JSON Schema.
 
-usage: check_json.py SCHEMA OUTPUTS
+usage: check_json.py SCHEMA < OUTPUTS
 
 OUTPUTS holds one output a line, each what one run of the tool printed on
 stdout. Prints every output that is not one JSON object conforming to the
@@ -14,13 +14,13 @@ import sys
 import jsonschema
 
 
-def main(schema_path, outputs_path):
+def main(schema_path):
     with open(schema_path, encoding="utf-8") as schema_file:
         schema = json.load(schema_file)
     jsonschema.Draft7Validator.check_schema(schema)
     validator = jsonschema.Draft7Validator(schema)
     faults = 0
-    with open(outputs_path, encoding="utf-8") as outputs:
+    with open(sys.stdin.fileno(), encoding="utf-8", closefd=False) as outputs:
         for number, line in enumerate(outputs, 1):
             try:
                 document = json.loads(line)
