@@ -5,7 +5,7 @@
 
 #include "cosim/Crc32.h"
 #include "cosim/Protocol.h"
-#include "cosim/StatusWords.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosim {
 
@@ -17,22 +17,12 @@ const char kServiceName[] = "service-transit";
 const char kAuditName[] = "audit-transit";
 const char kFillerName[] = "patch-other-platform";
 
-std::string versionText(uint16_t version) {
-    Bytes bytes;
-    appendU16(bytes, version);
-    return toHex(bytes);
-}
-
-std::string statusText(uint16_t statusWord) {
-    return versionText(statusWord);
-}
-
 std::string patchName(uint16_t base, uint16_t target) {
-    return "patch-" + versionText(base) + "-" + versionText(target);
+    return "patch-" + apdu::encodeHexU16(base) + "-" + apdu::encodeHexU16(target);
 }
 
 void apduLine(std::ostream& out, const Bytes& command, const char* extra = "") {
-    out << "  <apdu cmd=\"" << toHex(command) << "\"" << extra << "/>\n";
+    out << "  <apdu cmd=\"" << apdu::encodeHex(command) << "\"" << extra << "/>\n";
 }
 
 void checkOptions(const GeneratorOptions& options) {
@@ -72,8 +62,8 @@ std::string patchScript(uint16_t baseVersion, uint16_t targetVersion, const Byte
                         size_t blockSize) {
     std::ostringstream out;
     out << "<script>\n"
-        << "  <open aid=\"" << toHex(aid::kLoader) << "\"/>\n";
-    const std::string alreadyDone = " done-sw=\"" + statusText(sw::kAlreadyExists) + "\"";
+        << "  <open aid=\"" << apdu::encodeHex(aid::kLoader) << "\"/>\n";
+    const std::string alreadyDone = " done-sw=\"" + apdu::encodeHexU16(sw::kAlreadyExists) + "\"";
     apduLine(out,
              beginPatchCommand(baseVersion, targetVersion, static_cast<uint32_t>(image.size()),
                                crc32(image.data(), image.size())),
@@ -90,8 +80,8 @@ std::string patchScript(uint16_t baseVersion, uint16_t targetVersion, const Byte
 std::string serviceScript(const Bytes& serviceAid) {
     std::ostringstream out;
     out << "<script>\n"
-        << "  <open aid=\"" << toHex(aid::kLoader) << "\"/>\n";
-    const std::string alreadyDone = " done-sw=\"" + statusText(sw::kAlreadyExists) + "\"";
+        << "  <open aid=\"" << apdu::encodeHex(aid::kLoader) << "\"/>\n";
+    const std::string alreadyDone = " done-sw=\"" + apdu::encodeHexU16(sw::kAlreadyExists) + "\"";
     apduLine(out, installServiceCommand(serviceAid), alreadyDone.c_str());
     apduLine(out, commitCommand());
     out << "  <close/>\n</script>\n";
@@ -99,7 +89,7 @@ std::string serviceScript(const Bytes& serviceAid) {
 }
 
 std::string serviceAuditScript(const Bytes& serviceAid) {
-    return "<audit>\n  <open aid=\"" + toHex(serviceAid) + "\"/>\n  <close/>\n</audit>\n";
+    return "<audit>\n  <open aid=\"" + apdu::encodeHex(serviceAid) + "\"/>\n  <close/>\n</audit>\n";
 }
 
 void writeUpdateFile(const GeneratorOptions& options, std::ostream& out) {
@@ -107,22 +97,22 @@ void writeUpdateFile(const GeneratorOptions& options, std::ostream& out) {
     const uint16_t finalVersion = static_cast<uint16_t>(options.baseVersion + options.patches);
     out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         << "<!-- Generated: " << options.patches << " patch(es) of " << options.imageSize
-        << " bytes from COS " << versionText(options.baseVersion) << ", a service, "
+        << " bytes from COS " << apdu::encodeHexU16(options.baseVersion) << ", a service, "
         << options.extraEntries << " entries for other platforms. -->\n"
         << "<COSUpdate format=\"1\">\n  <manifest>\n";
     for (size_t i = 0; i < options.extraEntries; ++i) {
         out << "    <entry scriptName=\"" << kFillerName
             << "\" scriptType=\"Patch\" platformId=\"ZLM-X" << i << "\" cosVersion=\""
-            << versionText(options.baseVersion) << "\"/>\n";
+            << apdu::encodeHexU16(options.baseVersion) << "\"/>\n";
     }
     for (unsigned p = 0; p < options.patches; ++p) {
         const uint16_t base = static_cast<uint16_t>(options.baseVersion + p);
         out << "    <entry scriptName=\"" << patchName(base, base + 1)
             << "\" scriptType=\"Patch\" platformId=\"" << options.platformId << "\" cosVersion=\""
-            << versionText(base) << "\"/>\n";
+            << apdu::encodeHexU16(base) << "\"/>\n";
     }
     out << "    <entry scriptName=\"" << kServiceName << "\" scriptType=\"Service\" platformId=\""
-        << options.platformId << "\" cosVersion=\"" << versionText(finalVersion)
+        << options.platformId << "\" cosVersion=\"" << apdu::encodeHexU16(finalVersion)
         << "\" auditScriptName=\"" << kAuditName << "\"/>\n"
         << "  </manifest>\n  <scripts>\n";
     for (unsigned p = 0; p < options.patches; ++p) {

@@ -11,7 +11,7 @@
 #include <ostream>
 #include <string>
 
-#include "cosim/Bytes.h"
+#include "cosim/Protocol.h"
 
 namespace cosim {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "cosim/Bytes.h"
+#include "cosim/Protocol.h"
 
 namespace cosim {
 

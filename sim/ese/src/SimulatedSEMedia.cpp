@@ -136,7 +136,7 @@ Bytes SimulatedSEMedia::exchangeWithFault(const Fault& fault, const Bytes& comma
         }
         case FaultKind::StatusWord: {
             Bytes response;
-            appendU16(response, fault.statusWord);
+            apdu::appendU16(response, fault.statusWord);
             return response;
         }
         case FaultKind::ShortResponse:

@@ -6,6 +6,7 @@
 #include "Errors.h"
 #include "OfflineMedia.h"
 #include "StopRequest.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
 
@@ -73,7 +74,7 @@ EngineSession& CommandContext::startSession(std::shared_ptr<api::COSUpdateSEMedi
 
 Json identityJson(const CosIdentity& identity) {
     return Json{{"platformId", identity.platformId},
-                {"cosVersion", formatVersion(identity.cosVersion)},
+                {"cosVersion", apdu::encodeHexU16(identity.cosVersion)},
                 {"customerId", identity.customerId}};
 }
 

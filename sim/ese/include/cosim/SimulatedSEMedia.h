@@ -21,7 +21,6 @@
 #include <string>
 
 #include "ZelmarNativeCOSUpdateApi.h"
-#include "cosim/Bytes.h"
 #include "cosim/Chip.h"
 #include "cosim/Fault.h"
 
