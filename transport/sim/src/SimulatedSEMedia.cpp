@@ -1,4 +1,4 @@
-#include "cosim/SimulatedSEMedia.h"
+#include "cosupdate/sim/SimulatedSEMedia.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -7,7 +7,7 @@
 #include "cosim/Protocol.h"
 #include "cosim/StateFile.h"
 
-namespace cosim {
+namespace cosupdate::sim {
 
 namespace {
 
@@ -26,7 +26,7 @@ Bytes cut(Bytes response, size_t keptBytes) {
 
 }  // namespace
 
-SimulatedSEMedia::SimulatedSEMedia(std::shared_ptr<Chip> chip) : m_chip(std::move(chip)) {
+SimulatedSEMedia::SimulatedSEMedia(std::shared_ptr<cosim::Chip> chip) : m_chip(std::move(chip)) {
     if (!m_chip) {
         throw std::invalid_argument("SimulatedSEMedia needs a chip");
     }
@@ -49,7 +49,7 @@ void SimulatedSEMedia::openConnection(const std::vector<uint8_t>& aid,
     requireInitialized();
     powerUpIfNeeded();
     m_connected = false;
-    Bytes answer = exchange(selectCommand(aid));
+    Bytes answer = exchange(cosim::selectCommand(aid));
     m_connected = !m_linkDown;
     response = std::move(answer);
 }
@@ -152,7 +152,7 @@ Bytes SimulatedSEMedia::exchangeWithFault(const Fault& fault, const Bytes& comma
 Bytes SimulatedSEMedia::executeOnChip(const Bytes& command) {
     Bytes response = m_chip->transmit(command);
     if (!m_statePath.empty() && m_chip->stateGeneration() != m_savedGeneration) {
-        saveStateFile(m_statePath, m_chip->state());
+        cosim::saveStateFile(m_statePath, m_chip->state());
         m_savedGeneration = m_chip->stateGeneration();
     }
     return response;
@@ -165,4 +165,4 @@ void SimulatedSEMedia::losePower() {
     ++m_powerLosses;
 }
 
-}  // namespace cosim
+}  // namespace cosupdate::sim

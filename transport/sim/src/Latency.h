@@ -1,15 +1,15 @@
 // Waits out a modelled link latency: sleeps for the bulk, then spins, since a
 // plain sleep overshoots by far more than one APDU takes on a fast link.
 
-#ifndef COSIM_LATENCY_H
-#define COSIM_LATENCY_H
+#ifndef COSUPDATE_SIM_LATENCY_H
+#define COSUPDATE_SIM_LATENCY_H
 
 #include <chrono>
 
-namespace cosim {
+namespace cosupdate::sim {
 
 void waitPrecisely(std::chrono::nanoseconds duration);
 
-}  // namespace cosim
+}  // namespace cosupdate::sim
 
-#endif  // COSIM_LATENCY_H
+#endif  // COSUPDATE_SIM_LATENCY_H

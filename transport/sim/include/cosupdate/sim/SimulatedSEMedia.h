@@ -2,16 +2,16 @@
 // modelled link latency and an exchange counter.
 //
 //   auto chip = std::make_shared<cosim::Chip>();
-//   auto media = std::make_shared<cosim::SimulatedSEMedia>(chip);
-//   media->injectFault(cosim::Fault::powerLoss(12));
+//   auto media = std::make_shared<cosupdate::sim::SimulatedSEMedia>(chip);
+//   media->injectFault(cosupdate::sim::Fault::powerLoss(12));
 //   engine->initialize(media);
 //
 // openConnection() powers the chip up if it is not (a cold reset), then
 // SELECTs the AID on the basic channel: the connection stands whatever status
 // word the SELECT got, and the answer goes back to the caller as it is.
 
-#ifndef COSIM_SIMULATED_SE_MEDIA_H
-#define COSIM_SIMULATED_SE_MEDIA_H
+#ifndef COSUPDATE_SIM_SIMULATED_SE_MEDIA_H
+#define COSUPDATE_SIM_SIMULATED_SE_MEDIA_H
 
 #include <chrono>
 #include <cstdint>
@@ -22,9 +22,12 @@
 
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosim/Chip.h"
-#include "cosim/Fault.h"
+#include "cosupdate/apdu/Bytes.h"
+#include "cosupdate/sim/Fault.h"
 
-namespace cosim {
+namespace cosupdate::sim {
+
+using apdu::Bytes;
 
 class SimulatedSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInterface {
   public:
@@ -32,7 +35,7 @@ class SimulatedSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInter
     using ExchangeObserver =
         std::function<void(uint64_t index, const Bytes& command, const Bytes& response)>;
 
-    explicit SimulatedSEMedia(std::shared_ptr<Chip> chip);
+    explicit SimulatedSEMedia(std::shared_ptr<cosim::Chip> chip);
 
     // COSUpdateSEMediaInterface. Failures throw COSUpdateException.
     void initialize() override;
@@ -60,7 +63,7 @@ class SimulatedSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInter
 
     uint64_t exchangeCount() const { return m_exchanges; }
     uint64_t powerLossCount() const { return m_powerLosses; }
-    Chip& chip() { return *m_chip; }
+    cosim::Chip& chip() { return *m_chip; }
 
   private:
     Bytes exchange(const Bytes& command);
@@ -70,7 +73,7 @@ class SimulatedSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInter
     void requireInitialized() const;
     void powerUpIfNeeded();
 
-    std::shared_ptr<Chip> m_chip;
+    std::shared_ptr<cosim::Chip> m_chip;
     bool m_initialized = false;
     bool m_connected = false;
     bool m_linkDown = false;
@@ -83,6 +86,6 @@ class SimulatedSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInter
     uint64_t m_savedGeneration = 0;
 };
 
-}  // namespace cosim
+}  // namespace cosupdate::sim
 
-#endif  // COSIM_SIMULATED_SE_MEDIA_H
+#endif  // COSUPDATE_SIM_SIMULATED_SE_MEDIA_H

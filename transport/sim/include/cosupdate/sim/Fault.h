@@ -2,14 +2,16 @@
 // its answer), chosen by the exchange's 1-based index. Every SELECT sent by
 // openConnection() and every transmitApdu() is one exchange.
 
-#ifndef COSIM_FAULT_H
-#define COSIM_FAULT_H
+#ifndef COSUPDATE_SIM_FAULT_H
+#define COSUPDATE_SIM_FAULT_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-namespace cosim {
+#include "cosupdate/apdu/StatusWords.h"
+
+namespace cosupdate::sim {
 
 enum class FaultKind {
     // Tearing: the chip loses power during the exchange. What it had staged
@@ -30,18 +32,18 @@ enum class FaultKind {
 struct Fault {
     FaultKind kind = FaultKind::PowerLossAfterExecution;
     uint64_t atExchange = 0;
-    uint16_t statusWord = 0x6F00;
+    uint16_t statusWord = apdu::sw::kNoPreciseDiagnosis;
     size_t keptBytes = 1;  // always less than the full answer
 
     static Fault powerLoss(uint64_t atExchange,
                            FaultKind mode = FaultKind::PowerLossAfterExecution) {
-        return Fault{mode, atExchange, 0x6F00, 1};
+        return Fault{mode, atExchange, apdu::sw::kNoPreciseDiagnosis, 1};
     }
 };
 
 std::string faultKindName(FaultKind kind);
 bool isPowerLoss(FaultKind kind);
 
-}  // namespace cosim
+}  // namespace cosupdate::sim
 
-#endif  // COSIM_FAULT_H
+#endif  // COSUPDATE_SIM_FAULT_H

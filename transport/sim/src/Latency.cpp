@@ -2,7 +2,7 @@
 
 #include <thread>
 
-namespace cosim {
+namespace cosupdate::sim {
 
 namespace {
 // Sleeps are left this much early; the rest is spun.
@@ -21,4 +21,4 @@ void waitPrecisely(std::chrono::nanoseconds duration) {
     }
 }
 
-}  // namespace cosim
+}  // namespace cosupdate::sim

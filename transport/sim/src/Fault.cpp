@@ -1,6 +1,6 @@
-#include "cosim/Fault.h"
+#include "cosupdate/sim/Fault.h"
 
-namespace cosim {
+namespace cosupdate::sim {
 
 std::string faultKindName(FaultKind kind) {
     switch (kind) {
@@ -27,4 +27,4 @@ bool isPowerLoss(FaultKind kind) {
            kind == FaultKind::PowerLossTruncatedResponse;
 }
 
-}  // namespace cosim
+}  // namespace cosupdate::sim
