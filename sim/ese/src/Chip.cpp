@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "CommandApdu.h"
+#include "CommandParser.h"
 #include "StagedWork.h"
 #include "cosim/Protocol.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "CommandApdu.h"
+#include "LengthFields.h"
 #include "LogicalChannel.h"
 #include "ResponseHandling.h"
 #include "ZelmarNativeCOSUpdateApi.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "CommandApdu.h"
+#include "LengthFields.h"
 #include "PcscError.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosupdate/apdu/Hex.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "CommandApdu.h"
+#include "LengthFields.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosupdate/apdu/Hex.h"
 #include "cosupdate/apdu/StatusWords.h"

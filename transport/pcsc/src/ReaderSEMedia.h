@@ -1,9 +1,9 @@
-// COSUpdateSEMediaInterface over pcsc-lite: the context and the card
-// connection it owns, and the session logic (CardSession) it feeds with the
-// card's raw exchanges.
+// The transport behind makePcscSEMedia(): COSUpdateSEMediaInterface over one
+// reader through pcsc-lite, owning the context and the card connection and
+// feeding the session logic (CardSession) with the card's raw exchanges.
 
-#ifndef COSUPDATE_PCSC_PCSC_SE_MEDIA_IMPL_H
-#define COSUPDATE_PCSC_PCSC_SE_MEDIA_IMPL_H
+#ifndef COSUPDATE_PCSC_READER_SE_MEDIA_H
+#define COSUPDATE_PCSC_READER_SE_MEDIA_H
 
 #include <memory>
 #include <string>
@@ -18,9 +18,9 @@
 namespace cosupdate {
 namespace pcsc {
 
-class PcscSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInterface {
+class ReaderSEMedia final : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInterface {
   public:
-    explicit PcscSEMedia(PcscOptions options);
+    explicit ReaderSEMedia(PcscOptions options);
 
     void initialize() override;
     bool isInitialized() override;
@@ -47,4 +47,4 @@ class PcscSEMedia : public Zelmar::Device::COS::V1_0::COSUpdateSEMediaInterface 
 }  // namespace pcsc
 }  // namespace cosupdate
 
-#endif  // COSUPDATE_PCSC_PCSC_SE_MEDIA_IMPL_H
+#endif  // COSUPDATE_PCSC_READER_SE_MEDIA_H

@@ -1,4 +1,4 @@
-#include "PcscSEMedia.h"
+#include "ReaderSEMedia.h"
 
 #include <utility>
 
@@ -26,11 +26,11 @@ DWORD protocolMask(Protocol protocol) {
 
 }  // namespace
 
-PcscSEMedia::PcscSEMedia(PcscOptions options)
+ReaderSEMedia::ReaderSEMedia(PcscOptions options)
     : m_options(std::move(options)),
       m_session([this](const Bytes& command) { return transmitRaw(command); }) {}
 
-void PcscSEMedia::initialize() {
+void ReaderSEMedia::initialize() {
     m_session.forgetCard();
     m_card.reset();
     m_context.reset();
@@ -43,11 +43,12 @@ void PcscSEMedia::initialize() {
     m_card = std::move(card);
 }
 
-bool PcscSEMedia::isInitialized() {
+bool ReaderSEMedia::isInitialized() {
     return m_context != nullptr;
 }
 
-void PcscSEMedia::openConnection(const std::vector<uint8_t>& aid, std::vector<uint8_t>& response) {
+void ReaderSEMedia::openConnection(const std::vector<uint8_t>& aid,
+                                   std::vector<uint8_t>& response) {
     requireInitialized();
     ensureCard();
     try {
@@ -58,12 +59,12 @@ void PcscSEMedia::openConnection(const std::vector<uint8_t>& aid, std::vector<ui
     }
 }
 
-bool PcscSEMedia::isConnected() {
+bool ReaderSEMedia::isConnected() {
     return m_card != nullptr && m_session.isOpen();
 }
 
-void PcscSEMedia::transmitApdu(const std::vector<uint8_t>& command,
-                               std::vector<uint8_t>& response) {
+void ReaderSEMedia::transmitApdu(const std::vector<uint8_t>& command,
+                                 std::vector<uint8_t>& response) {
     requireInitialized();
     if (!isConnected()) {
         throw COSUpdateException("PC/SC: no connection open to send an APDU on");
@@ -76,7 +77,7 @@ void PcscSEMedia::transmitApdu(const std::vector<uint8_t>& command,
     }
 }
 
-void PcscSEMedia::closeConnection() {
+void ReaderSEMedia::closeConnection() {
     if (m_card == nullptr) {
         m_session.forgetCard();
         return;
@@ -89,13 +90,13 @@ void PcscSEMedia::closeConnection() {
     }
 }
 
-void PcscSEMedia::requireInitialized() const {
+void ReaderSEMedia::requireInitialized() const {
     if (m_context == nullptr) {
         throw COSUpdateException("PC/SC: transport not initialized");
     }
 }
 
-void PcscSEMedia::ensureCard() {
+void ReaderSEMedia::ensureCard() {
     if (m_card != nullptr && m_card->stillThere()) {
         return;
     }
@@ -110,14 +111,14 @@ void PcscSEMedia::ensureCard() {
     m_card = std::make_unique<PcscCard>(*m_context, m_reader, protocolMask(m_options.protocol));
 }
 
-void PcscSEMedia::dropIfLost() {
+void ReaderSEMedia::dropIfLost() {
     if (m_card != nullptr && m_card->lost()) {
         m_session.forgetCard();
         m_card.reset();
     }
 }
 
-Bytes PcscSEMedia::transmitRaw(const Bytes& command) {
+Bytes ReaderSEMedia::transmitRaw(const Bytes& command) {
     if (m_card == nullptr) {
         throw COSUpdateException("PC/SC: no card connected");
     }
@@ -125,7 +126,7 @@ Bytes PcscSEMedia::transmitRaw(const Bytes& command) {
 }
 
 std::shared_ptr<COSUpdateSEMediaInterface> makePcscSEMedia(const PcscOptions& options) {
-    return std::make_shared<PcscSEMedia>(options);
+    return std::make_shared<ReaderSEMedia>(options);
 }
 
 std::shared_ptr<COSUpdateSEMediaInterface> makePcscSEMedia(const std::string& reader) {

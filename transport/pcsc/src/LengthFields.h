@@ -1,8 +1,8 @@
 // The length fields of a command APDU (ISO 7816-4 cases 1 to 4, short and
 // extended) and the rewrites the transport makes to them.
 
-#ifndef COSUPDATE_PCSC_COMMAND_APDU_H
-#define COSUPDATE_PCSC_COMMAND_APDU_H
+#ifndef COSUPDATE_PCSC_LENGTH_FIELDS_H
+#define COSUPDATE_PCSC_LENGTH_FIELDS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -42,4 +42,4 @@ Bytes getResponseCommand(uint8_t cla, uint8_t le);
 }  // namespace pcsc
 }  // namespace cosupdate
 
-#endif  // COSUPDATE_PCSC_COMMAND_APDU_H
+#endif  // COSUPDATE_PCSC_LENGTH_FIELDS_H

@@ -1,4 +1,4 @@
-#include "CommandApdu.h"
+#include "CommandParser.h"
 
 namespace cosim {
 

@@ -1,4 +1,4 @@
-#include "CommandApdu.h"
+#include "LengthFields.h"
 
 namespace cosupdate {
 namespace pcsc {

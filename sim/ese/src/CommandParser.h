@@ -1,7 +1,7 @@
 // A short command APDU taken apart (ISO 7816-4 cases 1 to 4).
 
-#ifndef COSIM_COMMAND_APDU_H
-#define COSIM_COMMAND_APDU_H
+#ifndef COSIM_COMMAND_PARSER_H
+#define COSIM_COMMAND_PARSER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -26,4 +26,4 @@ std::optional<CommandApdu> parseCommandApdu(const Bytes& apdu);
 
 }  // namespace cosim
 
-#endif  // COSIM_COMMAND_APDU_H
+#endif  // COSIM_COMMAND_PARSER_H
