@@ -17,7 +17,7 @@
 #include "BenchSupport.h"
 #include "cosim/Chip.h"
 #include "cosim/Protocol.h"
-#include "cosim/SimulatedSEMedia.h"
+#include "cosupdate/sim/SimulatedSEMedia.h"
 
 namespace bench {
 namespace {
@@ -67,7 +67,7 @@ class Session {
   public:
     Session(Sink sink, std::chrono::nanoseconds latency)
         : m_chip(std::make_shared<cosim::Chip>()),
-          m_media(std::make_shared<cosim::SimulatedSEMedia>(m_chip)),
+          m_media(std::make_shared<cosupdate::sim::SimulatedSEMedia>(m_chip)),
           m_engine(createQuietly(sink)) {
         m_media->setLatency(latency);
         m_engine->initialize(m_media);
@@ -104,7 +104,7 @@ class Session {
     }
 
     std::shared_ptr<cosim::Chip> m_chip;
-    std::shared_ptr<cosim::SimulatedSEMedia> m_media;
+    std::shared_ptr<cosupdate::sim::SimulatedSEMedia> m_media;
     std::unique_ptr<api::COSUpdateInterface> m_engine;
 };
 

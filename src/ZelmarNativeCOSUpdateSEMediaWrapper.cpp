@@ -16,7 +16,8 @@ std::shared_ptr<COSUpdateSEMediaInterface> g_seMedia;
 std::shared_ptr<COSUpdateLogInterface> g_log;
 bool g_started = false;
 
-// An APDU response ends with its two status word bytes.
+// An APDU response ends with its two status word bytes. The library links
+// nothing of transport/apdu, where the code around it keeps the same constant.
 constexpr size_t kStatusWordSize = 2;
 // An APDU command starts with CLA INS P1 P2.
 constexpr uint16_t kApduHeaderSize = 4;

@@ -13,7 +13,7 @@
 #include "FuzzSupport.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosim/Protocol.h"
-#include "cosim/SimulatedSEMedia.h"
+#include "cosupdate/sim/SimulatedSEMedia.h"
 #include "nativeCOSPatchKernel.h"
 
 namespace {
@@ -68,12 +68,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     state.customerId = start == 4 ? "GLOBEX" : state.customerId;
     auto chip = std::make_shared<cosim::Chip>(state);
-    auto media = std::make_shared<cosim::SimulatedSEMedia>(chip);
+    auto media = std::make_shared<cosupdate::sim::SimulatedSEMedia>(chip);
     while (!in.exhausted()) {
         const uint8_t exchange = in.byte(), what = in.byte() % 8;
         const uint16_t p = in.u16();
         if (what < 7) {
-            media->injectFault({static_cast<cosim::FaultKind>(what), exchange, p, p & 0xFFu});
+            media->injectFault(
+                {static_cast<cosupdate::sim::FaultKind>(what), exchange, p, p & 0xFFu});
         }
     }
     uint16_t highest = state.cosVersion;

@@ -3,12 +3,15 @@
 #include "KernelError.h"
 #include "Log.h"
 #include "SeMedia.h"
+#include "cosupdate/apdu/Hex.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace simkernel {
 
 namespace {
 
-constexpr uint16_t kStatusOk = 0x9000;
+namespace apdu = cosupdate::apdu;
+
 constexpr uint8_t kReadBinary[] = {0x00, 0xB0};
 constexpr size_t kReadChunk = 256;         // Le 00
 constexpr size_t kMaxObjectSize = 0x7FFF;  // READ BINARY offsets are 15 bits
@@ -43,11 +46,12 @@ Bytes readSelectedObject(const char* name) {
         if (!answer) {
             throw KernelError(std::string("reading ") + name + ": exchange failed");
         }
-        if (statusWordOf(*answer) != kStatusOk) {
+        const uint16_t statusWord = apdu::statusWordOf(*answer);
+        if (statusWord != apdu::sw::kOk) {
             throw KernelError(std::string("reading ") + name + ": status word " +
-                              hexText(Bytes(answer->end() - 2, answer->end())));
+                              apdu::encodeHexU16(statusWord));
         }
-        const Bytes chunk = dataOf(*answer);
+        const Bytes chunk = apdu::dataOf(*answer);
         content.insert(content.end(), chunk.begin(), chunk.end());
         if (chunk.size() < kReadChunk) {
             return content;
@@ -138,15 +142,16 @@ const Bytes& SeContext::aidOf(NATIVECOSPATCH_COS_DATA_TYPE type) const {
 Bytes SeContext::readObject(NATIVECOSPATCH_COS_DATA_TYPE type) {
     const Bytes& aid = aidOf(type);
     const char* name = cosDataName(type);
-    logLine(kDebug, "reading %s (AID %s)", name, hexText(aid).c_str());
+    logLine(kDebug, "reading %s (AID %s)", name, apdu::encodeHex(aid).c_str());
     ConnectionGuard connection;
     const std::optional<Bytes> selected = SeMediaManager::instance().open(aid);
     if (!selected) {
         throw KernelError(std::string("selecting ") + name + ": no connection");
     }
-    if (statusWordOf(*selected) != kStatusOk) {
+    const uint16_t statusWord = apdu::statusWordOf(*selected);
+    if (statusWord != apdu::sw::kOk) {
         throw KernelError(std::string("selecting ") + name + ": status word " +
-                          hexText(Bytes(selected->end() - 2, selected->end())));
+                          apdu::encodeHexU16(statusWord));
     }
     return readSelectedObject(name);
 }

@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <string>
 
-#include "Hex.h"
 #include "KernelApi.h"
+#include "cosupdate/apdu/Bytes.h"
 
 namespace simkernel {
+
+using cosupdate::apdu::Bytes;
 
 struct ChipIdentity {
     std::string platformId;

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "cosupdate/apdu/Hex.h"
+
 namespace simkernel {
 
 namespace {
@@ -45,6 +47,14 @@ void logLine(LogLevel level, const char* format, ...) {
     va_start(args, format);
     LogManager::instance().write(level, format, args);
     va_end(args);
+}
+
+std::string hexForLog(const cosupdate::apdu::Bytes& bytes, size_t limit) {
+    if (bytes.size() <= limit) {
+        return cosupdate::apdu::encodeHex(bytes);
+    }
+    return cosupdate::apdu::encodeHex(bytes.data(), limit) + "..(" + std::to_string(bytes.size()) +
+           " bytes)";
 }
 
 }  // namespace simkernel

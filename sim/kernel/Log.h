@@ -5,9 +5,12 @@
 #define SIMKERNEL_LOG_H
 
 #include <cstdarg>
+#include <cstddef>
 #include <optional>
+#include <string>
 
 #include "KernelApi.h"
+#include "cosupdate/apdu/Bytes.h"
 
 namespace simkernel {
 
@@ -37,6 +40,10 @@ class LogManager {
 // Writes one line through the registered component, if any. The callback's
 // result says nothing reliable about delivery and is ignored.
 void logLine(LogLevel level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Hex of at most `limit` bytes of `bytes`, for a line that must stay short;
+// a longer string ends in "..(N bytes)".
+std::string hexForLog(const cosupdate::apdu::Bytes& bytes, size_t limit);
 
 }  // namespace simkernel
 

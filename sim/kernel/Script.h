@@ -19,11 +19,13 @@
 #include <string>
 #include <vector>
 
-#include "Hex.h"
 #include "KernelApi.h"
 #include "LiveObjects.h"
+#include "cosupdate/apdu/Bytes.h"
 
 namespace simkernel {
+
+using cosupdate::apdu::Bytes;
 
 struct StatusWordPattern {
     uint16_t value = 0;

@@ -4,14 +4,17 @@
 #include "KernelError.h"
 #include "Script.h"
 #include "XmlSupport.h"
+#include "cosupdate/apdu/Hex.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace simkernel {
 
 namespace {
 
+namespace apdu = cosupdate::apdu;
+
 constexpr size_t kStatusWordDigits = 4;
 constexpr size_t kMinApduSize = 4;
-constexpr uint16_t kStatusOk = 0x9000;
 
 std::string whereOf(ScriptKind kind) {
     return scriptKindName(kind);
@@ -19,12 +22,12 @@ std::string whereOf(ScriptKind kind) {
 
 Bytes hexAttribute(const tinyxml2::XMLElement& element, const char* name, ScriptKind kind) {
     const char* text = element.Attribute(name);
-    const std::optional<Bytes> bytes = parseHex(text);
-    if (!bytes) {
+    apdu::HexDecoded bytes = apdu::decodeHex(text, apdu::kBlanks);
+    if (bytes.error) {
         failAt(whereOf(kind), element.GetLineNum(),
                std::string("bad hex in ") + name + "=\"" + text + "\"");
     }
-    return *bytes;
+    return std::move(bytes.bytes);
 }
 
 std::optional<StatusWordPattern> parsePattern(const std::string& token) {
@@ -38,11 +41,11 @@ std::optional<StatusWordPattern> parsePattern(const std::string& token) {
         if (c == 'X' || c == 'x') {
             continue;
         }
-        const std::optional<Bytes> digit = parseHex(std::string("0") + c);
+        const std::optional<uint8_t> digit = apdu::hexDigitValue(c);
         if (!digit) {
             return std::nullopt;
         }
-        pattern.value = static_cast<uint16_t>(pattern.value | (*digit)[0]);
+        pattern.value = static_cast<uint16_t>(pattern.value | *digit);
         pattern.mask = static_cast<uint16_t>(pattern.mask | 0xF);
     }
     return pattern;
@@ -71,7 +74,7 @@ std::vector<StatusWordPattern> patternsAttribute(const tinyxml2::XMLElement& ele
 void parseChecks(const tinyxml2::XMLElement& element, ScriptKind kind, Step& step) {
     step.expected = element.Attribute("sw") != nullptr
                         ? patternsAttribute(element, "sw", kind)
-                        : std::vector<StatusWordPattern>{StatusWordPattern{kStatusOk, 0xFFFF}};
+                        : std::vector<StatusWordPattern>{StatusWordPattern{apdu::sw::kOk, 0xFFFF}};
     if (element.Attribute("done-sw") != nullptr) {
         step.done = patternsAttribute(element, "done-sw", kind);
     }

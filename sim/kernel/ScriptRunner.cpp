@@ -1,10 +1,17 @@
 #include "Log.h"
 #include "Script.h"
 #include "SeMedia.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace simkernel {
 
 namespace {
+
+using cosupdate::apdu::dataOf;
+using cosupdate::apdu::statusWordOf;
+
+// Enough of an answer for a mismatch to be recognised in the log.
+constexpr size_t kLoggedBytes = 32;
 
 enum class Outcome { Continue, Done, Mismatch };
 
@@ -87,8 +94,9 @@ class StepRunner {
         }
         if (step.data && !dataMatches(step, dataOf(answer))) {
             logLine(m_mismatchLevel, "%s, line %d: answer data %s does not match %s (mask %s)",
-                    m_name, step.line, hexText(dataOf(answer), 32).c_str(),
-                    hexText(*step.data, 32).c_str(), hexText(step.mask, 32).c_str());
+                    m_name, step.line, hexForLog(dataOf(answer), kLoggedBytes).c_str(),
+                    hexForLog(*step.data, kLoggedBytes).c_str(),
+                    hexForLog(step.mask, kLoggedBytes).c_str());
             return Outcome::Mismatch;
         }
         return Outcome::Continue;

@@ -3,14 +3,18 @@
 #include <limits>
 
 #include "Log.h"
+#include "cosupdate/apdu/Hex.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace simkernel {
 
 namespace {
 
+using cosupdate::apdu::encodeHex;
+using cosupdate::apdu::kStatusWordSize;
+
 // The transport may answer with anything up to an extended APDU's worth.
 constexpr uint16_t kAnswerCapacity = std::numeric_limits<uint16_t>::max();
-constexpr size_t kStatusWordSize = 2;
 // Enough of an APDU for a log line to be useful.
 constexpr size_t kLoggedBytes = 48;
 
@@ -70,15 +74,15 @@ std::optional<Bytes> SeMediaManager::open(const Bytes& aid) {
     }
     Bytes aidCopy = aid;
     uint16_t length = 0;
-    logLine(kVerbose, "SE media: open %s", hexText(aid).c_str());
+    logLine(kVerbose, "SE media: open %s", encodeHex(aid).c_str());
     if (!m_component->openConnection(aidCopy.data(), static_cast<uint16_t>(aidCopy.size()),
                                      m_answer.data(), kAnswerCapacity, &length) ||
         length < kStatusWordSize) {
-        logLine(kWarning, "SE media: no connection to %s", hexText(aid).c_str());
+        logLine(kWarning, "SE media: no connection to %s", encodeHex(aid).c_str());
         return std::nullopt;
     }
     Bytes answer(m_answer.begin(), m_answer.begin() + length);
-    logLine(kVerbose, "SE media: < %s", hexText(answer, kLoggedBytes).c_str());
+    logLine(kVerbose, "SE media: < %s", hexForLog(answer, kLoggedBytes).c_str());
     return answer;
 }
 
@@ -89,7 +93,7 @@ std::optional<Bytes> SeMediaManager::transmit(const Bytes& command) {
     }
     Bytes commandCopy = command;
     uint16_t length = 0;
-    logLine(kVerbose, "SE media: > %s", hexText(command, kLoggedBytes).c_str());
+    logLine(kVerbose, "SE media: > %s", hexForLog(command, kLoggedBytes).c_str());
     if (!m_component->transmitApdu(commandCopy.data(), static_cast<uint16_t>(commandCopy.size()),
                                    m_answer.data(), kAnswerCapacity, &length) ||
         length < kStatusWordSize) {
@@ -97,7 +101,7 @@ std::optional<Bytes> SeMediaManager::transmit(const Bytes& command) {
         return std::nullopt;
     }
     Bytes answer(m_answer.begin(), m_answer.begin() + length);
-    logLine(kVerbose, "SE media: < %s", hexText(answer, kLoggedBytes).c_str());
+    logLine(kVerbose, "SE media: < %s", hexForLog(answer, kLoggedBytes).c_str());
     return answer;
 }
 
@@ -118,15 +122,6 @@ ConnectionGuard::~ConnectionGuard() {
         // Unwinding already, or the transport failed to close: either way the
         // caller has its answer.
     }
-}
-
-uint16_t statusWordOf(const Bytes& answer) {
-    const size_t n = answer.size();
-    return static_cast<uint16_t>(answer[n - 2] << 8 | answer[n - 1]);
-}
-
-Bytes dataOf(const Bytes& answer) {
-    return Bytes(answer.begin(), answer.end() - kStatusWordSize);
 }
 
 }  // namespace simkernel

@@ -6,10 +6,12 @@
 
 #include <optional>
 
-#include "Hex.h"
 #include "KernelApi.h"
+#include "cosupdate/apdu/Bytes.h"
 
 namespace simkernel {
+
+using cosupdate::apdu::Bytes;
 
 class SeMediaManager {
   public:
@@ -47,9 +49,6 @@ class ConnectionGuard {
     ConnectionGuard(const ConnectionGuard&) = delete;
     ConnectionGuard& operator=(const ConnectionGuard&) = delete;
 };
-
-uint16_t statusWordOf(const Bytes& answer);
-Bytes dataOf(const Bytes& answer);
 
 }  // namespace simkernel
 

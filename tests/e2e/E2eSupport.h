@@ -11,7 +11,7 @@
 #include "ZelmarNativeCOSUpdateApi.h"
 #include "cosim/Chip.h"
 #include "cosim/Protocol.h"
-#include "cosim/SimulatedSEMedia.h"
+#include "cosupdate/sim/SimulatedSEMedia.h"
 
 namespace e2e {
 
@@ -35,7 +35,7 @@ class Bench {
   public:
     explicit Bench(cosim::ChipState state = cosim::ChipState::factoryDefault())
         : m_chip(std::make_shared<cosim::Chip>(std::move(state))),
-          m_media(std::make_shared<cosim::SimulatedSEMedia>(m_chip)) {}
+          m_media(std::make_shared<cosupdate::sim::SimulatedSEMedia>(m_chip)) {}
 
     // Replaces the engine with a new one with a new log, initialised and
     // configured (FC, FD, FE AIDs), and loads `updateFile` if given.
@@ -64,12 +64,12 @@ class Bench {
     }
 
     cosim::Chip& chip() { return *m_chip; }
-    cosim::SimulatedSEMedia& media() { return *m_media; }
+    cosupdate::sim::SimulatedSEMedia& media() { return *m_media; }
     CapturingLog& log() { return *m_log; }
 
   private:
     std::shared_ptr<cosim::Chip> m_chip;
-    std::shared_ptr<cosim::SimulatedSEMedia> m_media;
+    std::shared_ptr<cosupdate::sim::SimulatedSEMedia> m_media;
     std::shared_ptr<CapturingLog> m_log;
     std::unique_ptr<api::COSUpdateInterface> m_engine;
 };

@@ -18,7 +18,7 @@ const std::string kUpdate = examplePath("update.xml");
 
 // Tears the update at `exchange` and re-runs it twice; empty when all is well.
 // Counts the chip states it watched in `checks`.
-std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEngine,
+std::string tearAndRerun(cosupdate::sim::FaultKind mode, uint64_t exchange, bool freshEngine,
                          const cosim::ChipState& untorn, uint64_t& checks) {
     Bench bench;
     cosim::ChipState last = bench.chip().state();
@@ -39,7 +39,7 @@ std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEng
             forwardOnly("exchange " + std::to_string(index));
         });
     api::COSUpdateInterface* engine = &bench.startEngine(kUpdate);
-    cosim::Fault tear = cosim::Fault::powerLoss(exchange, mode);
+    cosupdate::sim::Fault tear = cosupdate::sim::Fault::powerLoss(exchange, mode);
     tear.keptBytes = 3;
     bench.media().injectFault(tear);
     int results[3];  // the torn run, the re-run, a third run
@@ -68,13 +68,13 @@ std::string tearAndRerun(cosim::FaultKind mode, uint64_t exchange, bool freshEng
     return bench.chip().state() == untorn ? "" : "ends as " + cosim::describe(bench.chip().state());
 }
 
-std::string modeName(const ::testing::TestParamInfo<cosim::FaultKind>& info) {
-    std::string name = cosim::faultKindName(info.param);
+std::string modeName(const ::testing::TestParamInfo<cosupdate::sim::FaultKind>& info) {
+    std::string name = cosupdate::sim::faultKindName(info.param);
     std::replace(name.begin(), name.end(), ' ', '_');
     return name;
 }
 
-class TearConvergence : public ::testing::TestWithParam<cosim::FaultKind> {};
+class TearConvergence : public ::testing::TestWithParam<cosupdate::sim::FaultKind> {};
 
 TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack) {
     Bench untorn;
@@ -87,20 +87,20 @@ TEST_P(TearConvergence, EveryTearPointConvergesOnTheUntornStateAndNeverGoesBack)
         for (uint64_t exchange = 1; exchange <= exchanges; ++exchange, ++tried) {
             EXPECT_EQ(
                 tearAndRerun(GetParam(), exchange, freshEngine, untorn.chip().state(), checks), "")
-                << cosim::faultKindName(GetParam()) << " at exchange " << exchange << ", re-run on "
-                << (freshEngine ? "a fresh" : "the same") << " engine";
+                << cosupdate::sim::faultKindName(GetParam()) << " at exchange " << exchange
+                << ", re-run on " << (freshEngine ? "a fresh" : "the same") << " engine";
         }
     }
-    std::cout << "[ tearing  ] " << cosim::faultKindName(GetParam()) << ": " << tried
+    std::cout << "[ tearing  ] " << cosupdate::sim::faultKindName(GetParam()) << ": " << tried
               << " tear points tried (" << exchanges
               << " exchanges, same and fresh engine), COS version and services checked at "
               << checks << " exchanges and run ends" << std::endl;
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, TearConvergence,
-                         ::testing::Values(cosim::FaultKind::PowerLossBeforeChip,
-                                           cosim::FaultKind::PowerLossAfterExecution,
-                                           cosim::FaultKind::PowerLossTruncatedResponse),
+                         ::testing::Values(cosupdate::sim::FaultKind::PowerLossBeforeChip,
+                                           cosupdate::sim::FaultKind::PowerLossAfterExecution,
+                                           cosupdate::sim::FaultKind::PowerLossTruncatedResponse),
                          modeName);
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "E2eSupport.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace e2e {
 namespace {
@@ -12,7 +13,7 @@ TEST(Update, ExampleDeploysOnceThenFindsNothingLeft) {
     auto& engine = bench.startEngine(examplePath("update.xml"));
     cosim::ChipState updated = cosim::ChipState::factoryDefault();
     updated.cosVersion = 0x0102;
-    updated.services.insert(cosim::fromHex("F05A4C4D53000001"));
+    updated.services.insert(cosupdate::apdu::decodeHex("F05A4C4D53000001").bytes);
 
     EXPECT_EQ(engine.doUpdate(), 1) << bench.log().text;
     EXPECT_EQ(bench.chip().state(), updated) << cosim::describe(bench.chip().state());

@@ -14,27 +14,16 @@
 #include "LogicalChannel.h"
 #include "ResponseHandling.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace {
 
+using cosupdate::apdu::encodeHex;
 using cosupdate::pcsc::Bytes;
 using Zelmar::Device::COS::V1_0::COSUpdateException;
 
 Bytes hex(const std::string& text) {
-    Bytes bytes;
-    for (size_t i = 0; i + 1 < text.size(); i += 2) {
-        bytes.push_back(static_cast<uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
-std::string hexOf(const Bytes& bytes) {
-    std::string text;
-    for (uint8_t b : bytes) {
-        text += "0123456789ABCDEF"[b >> 4];
-        text += "0123456789ABCDEF"[b & 0x0F];
-    }
-    return text;
+    return cosupdate::apdu::decodeHex(text).bytes;
 }
 
 // What the card is sent and answers in turn: "command answer command ..."
@@ -83,10 +72,10 @@ TEST(ResponseHandling, SendsWhatTheCardAsksForAndReturnsTheWholeAnswer) {
         size_t next = 0;
         const auto card = [&](const Bytes& command) {
             if (next + 1 >= transcript.size()) {
-                ADD_FAILURE() << "unexpected " << hexOf(command);
+                ADD_FAILURE() << "unexpected " << encodeHex(command);
                 throw std::logic_error("the card has no answer");
             }
-            EXPECT_EQ(hexOf(command), transcript[next]);
+            EXPECT_EQ(encodeHex(command), transcript[next]);
             const std::string& answer = transcript[next + 1];
             next += 2;
             if (answer == "!") {
@@ -96,7 +85,7 @@ TEST(ResponseHandling, SendsWhatTheCardAsksForAndReturnsTheWholeAnswer) {
         };
         std::string result;
         try {
-            result = hexOf(cosupdate::pcsc::transceive(hex(transcript[0]), card, c.channelCla));
+            result = encodeHex(cosupdate::pcsc::transceive(hex(transcript[0]), card, c.channelCla));
         } catch (const COSUpdateException& e) {
             result = std::string("!") + e.what();
         }

@@ -12,14 +12,12 @@
 #include "cosim/Crc32.h"
 #include "cosim/Protocol.h"
 #include "cosim/StateFile.h"
-#include "cosim/StatusWords.h"
 
 namespace cosim {
 namespace {
 
-uint16_t send(Chip& chip, const Bytes& apdu) {
-    const Bytes response = chip.transmit(apdu);
-    return readU16(&response[response.size() - 2]);
+uint16_t send(Chip& chip, const Bytes& command) {
+    return apdu::statusWordOf(chip.transmit(command));
 }
 
 TEST(ChipLoader, CommitsOnlyACompleteImageWithItsCrcOnItsBase) {

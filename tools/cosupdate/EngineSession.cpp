@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "CountingMedia.h"
 #include "Errors.h"
 #include "UpdateFileCheck.h"
+#include "cosupdate/transport/CountingSEMedia.h"
 
 namespace cosupdate::cli {
 
@@ -20,8 +20,8 @@ EngineSession::EngineSession(std::shared_ptr<EngineLog> log,
                              const AidSet& aids)
     : m_log(log), m_engine(api::COSUpdateFactory::create(log)) {
     RunTracker& tracker = m_log->tracker();
-    m_engine->initialize(
-        std::make_shared<CountingMedia>(std::move(media), [&tracker] { tracker.exchanged(); }));
+    m_engine->initialize(std::make_shared<transport::CountingSEMedia>(
+        std::move(media), [&tracker] { tracker.exchanged(); }));
     m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FC, aids.fc);
     m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FD, aids.fd);
     m_engine->setCOSUpdateTagAID(api::COSUPDATE_TAG_FE, aids.fe);

@@ -10,7 +10,7 @@
 
 #include "EngineLog.h"
 #include "FeObject.h"
-#include "Hex.h"
+#include "HexArguments.h"
 #include "UpdateFile.h"
 #include "ZelmarNativeCOSUpdateApi.h"
 

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "Errors.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
 
@@ -13,7 +14,7 @@ constexpr uint8_t kCosVersionTag = 0xC2;
 constexpr uint8_t kCustomerIdTag = 0xC3;
 
 [[noreturn]] void malformed(const Bytes& fe, const std::string& why) {
-    throw ToolError("FE object " + toHex(fe) + " is malformed: " + why);
+    throw ToolError("FE object " + apdu::encodeHex(fe) + " is malformed: " + why);
 }
 
 // BER length: one byte below 0x80, or 0x81 and one byte, or 0x82 and two.
@@ -70,7 +71,7 @@ CosIdentity decodeFe(const Bytes& fe) {
 }
 
 std::string describe(const CosIdentity& identity) {
-    return "platform " + identity.platformId + ", COS " + formatVersion(identity.cosVersion) +
+    return "platform " + identity.platformId + ", COS " + apdu::encodeHexU16(identity.cosVersion) +
            ", " + (identity.customerId.empty() ? "no customer" : "customer " + identity.customerId);
 }
 

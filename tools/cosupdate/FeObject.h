@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Hex.h"
+#include "HexArguments.h"
 
 namespace cosupdate::cli {
 

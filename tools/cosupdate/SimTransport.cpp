@@ -3,7 +3,7 @@
 #include "ChipFile.h"
 #include "Errors.h"
 #include "cosim/Chip.h"
-#include "cosim/SimulatedSEMedia.h"
+#include "cosupdate/sim/SimulatedSEMedia.h"
 
 namespace cosupdate::cli {
 
@@ -13,7 +13,7 @@ class SimTransport : public Transport {
   public:
     explicit SimTransport(const ChipFile& file)
         : m_path(file.path()),
-          m_media(std::make_shared<cosim::SimulatedSEMedia>(
+          m_media(std::make_shared<cosupdate::sim::SimulatedSEMedia>(
               std::make_shared<cosim::Chip>(file.loadOrCreate()))) {
         m_media->persistTo(m_path);
     }
@@ -23,7 +23,7 @@ class SimTransport : public Transport {
 
   private:
     std::string m_path;
-    std::shared_ptr<cosim::SimulatedSEMedia> m_media;
+    std::shared_ptr<cosupdate::sim::SimulatedSEMedia> m_media;
 };
 
 }  // namespace

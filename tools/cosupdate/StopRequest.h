@@ -1,5 +1,5 @@
 // SIGINT, SIGTERM and SIGHUP ask a running command to stop: the transport
-// refuses the next exchange (GuardedMedia), so that the library ends its
+// refuses the next exchange (GuardedSEMedia), so that the library ends its
 // operation between two APDUs and the next run resumes. A second signal ends
 // the process at once.
 

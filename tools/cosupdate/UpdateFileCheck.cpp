@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <set>
 
-#include "Hex.h"
 #include "KernelScripts.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
 
@@ -89,7 +89,7 @@ void checkManifest(const KernelMultiscript& multiscript, Findings& findings, Nam
     size_t index = 0;
     for (const ManifestEntry& entry : multiscript.manifest()) {
         const std::string label = entryLabel(++index, entry);
-        if (entry.cosVersion && !readVersion(*entry.cosVersion)) {
+        if (entry.cosVersion && !apdu::decodeHexU16(*entry.cosVersion)) {
             findings.add(label + ": cosVersion '" + *entry.cosVersion +
                          "' is not a COS version of 1 to 4 hex digits");
         }

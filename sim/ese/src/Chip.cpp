@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "CommandApdu.h"
+#include "CommandParser.h"
 #include "StagedWork.h"
 #include "cosim/Protocol.h"
-#include "cosim/StatusWords.h"
 
 namespace cosim {
 
@@ -18,12 +17,12 @@ constexpr uint8_t kReadBinarySfiFlag = 0x80;
 
 Bytes statusOnly(uint16_t statusWord) {
     Bytes response;
-    appendU16(response, statusWord);
+    apdu::appendU16(response, statusWord);
     return response;
 }
 
 Bytes withStatus(Bytes data, uint16_t statusWord) {
-    appendU16(data, statusWord);
+    apdu::appendU16(data, statusWord);
     return data;
 }
 

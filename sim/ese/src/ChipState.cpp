@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "cosim/Protocol.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosim {
 
@@ -73,10 +73,12 @@ void validate(const ChipState& state) {
     }
     for (const Bytes& service : state.services) {
         if (service.size() < kMinAidSize || service.size() > kMaxAidSize) {
-            throw std::invalid_argument("service " + toHex(service) + ": AID of 5 to 16 bytes");
+            throw std::invalid_argument("service " + apdu::encodeHex(service) +
+                                        ": AID of 5 to 16 bytes");
         }
         if (isBuiltInAid(service)) {
-            throw std::invalid_argument("service " + toHex(service) + ": AID of the chip itself");
+            throw std::invalid_argument("service " + apdu::encodeHex(service) +
+                                        ": AID of the chip itself");
         }
     }
 }
@@ -86,7 +88,7 @@ Bytes encodeFe(const ChipState& state) {
     appendTlv(fe, fe::kPlatformIdTag, reinterpret_cast<const uint8_t*>(state.platformId.data()),
               state.platformId.size());
     Bytes version;
-    appendU16(version, state.cosVersion);
+    apdu::appendU16(version, state.cosVersion);
     appendTlv(fe, fe::kCosVersionTag, version.data(), version.size());
     appendTlv(fe, fe::kCustomerIdTag, reinterpret_cast<const uint8_t*>(state.customerId.data()),
               state.customerId.size());
@@ -94,14 +96,13 @@ Bytes encodeFe(const ChipState& state) {
 }
 
 std::string describe(const ChipState& state) {
-    Bytes version;
-    appendU16(version, state.cosVersion);
-    std::string text = "platform '" + state.platformId + "' COS " + toHex(version) + " customer '" +
-                       state.customerId + "' FC " + toHex(state.fc) + " FD " +
-                       toHex(state.fd.data(), state.fd.size()) + " services [";
+    std::string text = "platform '" + state.platformId + "' COS " +
+                       apdu::encodeHexU16(state.cosVersion) + " customer '" + state.customerId +
+                       "' FC " + apdu::encodeHex(state.fc) + " FD " +
+                       apdu::encodeHex(state.fd.data(), state.fd.size()) + " services [";
     const char* separator = "";
     for (const Bytes& service : state.services) {
-        text += separator + toHex(service);
+        text += separator + apdu::encodeHex(service);
         separator = " ";
     }
     return text + "]";

@@ -44,16 +44,16 @@ Bytes readBinaryCommand(uint16_t offset, uint8_t le) {
 Bytes beginPatchCommand(uint16_t baseVersion, uint16_t targetVersion, uint32_t imageLength,
                         uint32_t imageCrc) {
     Bytes data;
-    appendU16(data, baseVersion);
-    appendU16(data, targetVersion);
-    appendU32(data, imageLength);
-    appendU32(data, imageCrc);
+    apdu::appendU16(data, baseVersion);
+    apdu::appendU16(data, targetVersion);
+    apdu::appendU32(data, imageLength);
+    apdu::appendU32(data, imageCrc);
     return caseThree(cla::kProprietary, ins::kBeginPatch, 0x00, 0x00, data);
 }
 
 Bytes loadBlockCommand(uint32_t offset, const uint8_t* data, size_t size) {
     Bytes body;
-    appendU32(body, offset);
+    apdu::appendU32(body, offset);
     body.insert(body.end(), data, data + size);
     return caseThree(cla::kProprietary, ins::kLoadBlock, 0x00, 0x00, body);
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "cosim/Protocol.h"
-#include "cosim/StatusWords.h"
 
 namespace cosim {
 
@@ -24,10 +23,10 @@ uint16_t StagedWork::beginPatch(const ChipState& state, const Bytes& data) {
         return sw::kConditionsNotSatisfied;
     }
     Patch patch;
-    patch.baseVersion = readU16(&data[0]);
-    patch.targetVersion = readU16(&data[2]);
-    patch.length = readU32(&data[4]);
-    patch.crc = readU32(&data[8]);
+    patch.baseVersion = apdu::readU16(&data[0]);
+    patch.targetVersion = apdu::readU16(&data[2]);
+    patch.length = apdu::readU32(&data[4]);
+    patch.crc = apdu::readU32(&data[8]);
     if (patch.targetVersion <= patch.baseVersion || patch.length == 0) {
         return sw::kWrongData;
     }
@@ -53,7 +52,7 @@ uint16_t StagedWork::loadBlock(const Bytes& data) {
     if (data.size() <= kBlockHeaderSize) {
         return sw::kWrongLength;
     }
-    const uint32_t offset = readU32(data.data());
+    const uint32_t offset = apdu::readU32(data.data());
     const size_t blockSize = data.size() - kBlockHeaderSize;
     // Blocks come in order, none past the declared end.
     if (offset != m_patch->received || blockSize > m_patch->length - m_patch->received) {

@@ -11,7 +11,6 @@
 #include <optional>
 #include <vector>
 
-#include "cosim/Bytes.h"
 #include "cosim/ChipState.h"
 #include "cosim/Crc32.h"
 

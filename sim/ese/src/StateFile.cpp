@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "DurableFile.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosim {
 
@@ -19,12 +20,13 @@ constexpr size_t kMaxVersionDigits = 4;
     throw StateFileError("chip state, line " + std::to_string(line) + ": " + what);
 }
 
+// Exactly as formatState() writes it: digits only.
 Bytes hexValue(const std::string& value, int line) {
-    try {
-        return fromHex(value);
-    } catch (const std::invalid_argument& e) {
-        failAt(line, e.what());
+    apdu::HexDecoded decoded = apdu::decodeHex(value);
+    if (decoded.error) {
+        failAt(line, apdu::describe(*decoded.error, value));
     }
+    return std::move(decoded.bytes);
 }
 
 uint16_t versionValue(const std::string& value, int line) {
@@ -32,7 +34,7 @@ uint16_t versionValue(const std::string& value, int line) {
         failAt(line, "cos-version needs 1 to 4 hex digits");
     }
     const Bytes bytes = hexValue(std::string(kMaxVersionDigits - value.size(), '0') + value, line);
-    return readU16(bytes.data());
+    return apdu::readU16(bytes.data());
 }
 
 class StateParser {
@@ -90,17 +92,15 @@ class StateParser {
 }  // namespace
 
 std::string formatState(const ChipState& state) {
-    Bytes version;
-    appendU16(version, state.cosVersion);
     std::ostringstream out;
     out << "# simulated secure element\n"
         << "platform-id " << state.platformId << '\n'
-        << "cos-version " << toHex(version) << '\n'
+        << "cos-version " << apdu::encodeHexU16(state.cosVersion) << '\n'
         << "customer-id " << state.customerId << '\n'
-        << "fc " << toHex(state.fc) << '\n'
-        << "fd " << toHex(state.fd.data(), state.fd.size()) << '\n';
+        << "fc " << apdu::encodeHex(state.fc) << '\n'
+        << "fd " << apdu::encodeHex(state.fd.data(), state.fd.size()) << '\n';
     for (const Bytes& service : state.services) {
-        out << "service " << toHex(service) << '\n';
+        out << "service " << apdu::encodeHex(service) << '\n';
     }
     return out.str();
 }

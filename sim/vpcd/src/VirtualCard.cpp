@@ -12,10 +12,6 @@ namespace vpcd {
 
 namespace {
 
-// "No precise diagnosis": what a card without power would never say, but an
-// APDU before power-on is vpcd misbehaving, not the chip.
-constexpr uint16_t kNoDiagnosis = 0x6F00;
-
 bool exists(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0;
@@ -63,8 +59,10 @@ std::optional<cosim::Bytes> VirtualCard::control(uint8_t command) {
 cosim::Bytes VirtualCard::executeApdu(const cosim::Bytes& apdu) {
     ++m_apdus;
     if (!m_chip.isPowered()) {
+        // What a card without power would never say, but an APDU before
+        // power-on is vpcd misbehaving, not the chip.
         cosim::Bytes answer;
-        cosim::appendU16(answer, kNoDiagnosis);
+        cosupdate::apdu::appendU16(answer, cosim::sw::kNoPreciseDiagnosis);
         return answer;
     }
     cosim::Bytes answer = m_chip.transmit(apdu);

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "cosim/Bytes.h"
 #include "cosim/Chip.h"
 
 namespace vpcd {

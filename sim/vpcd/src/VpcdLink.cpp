@@ -119,26 +119,26 @@ void VpcdLink::acknowledgeNow() {
     setsockopt(m_fd, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof(on));
 }
 
-std::optional<cosim::Bytes> VpcdLink::receive() {
+std::optional<cosupdate::apdu::Bytes> VpcdLink::receive() {
     uint8_t length[kLengthSize];
     if (!readExactly(length, kLengthSize)) {
         return std::nullopt;
     }
-    cosim::Bytes message(cosim::readU16(length));
+    cosupdate::apdu::Bytes message(cosupdate::apdu::readU16(length));
     if (!readExactly(message.data(), message.size())) {
         return std::nullopt;
     }
     return message;
 }
 
-void VpcdLink::send(const cosim::Bytes& message) {
+void VpcdLink::send(const cosupdate::apdu::Bytes& message) {
     if (message.size() > kMaxMessageSize) {
         throw std::runtime_error("message of " + std::to_string(message.size()) +
                                  " bytes does not fit the vpcd protocol");
     }
-    cosim::Bytes framed;
+    cosupdate::apdu::Bytes framed;
     framed.reserve(kLengthSize + message.size());
-    cosim::appendU16(framed, static_cast<uint16_t>(message.size()));
+    cosupdate::apdu::appendU16(framed, static_cast<uint16_t>(message.size()));
     framed.insert(framed.end(), message.begin(), message.end());
     writeAll(framed.data(), framed.size());
 }

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "cosim/Bytes.h"
+#include "cosupdate/apdu/Bytes.h"
 
 namespace vpcd {
 
@@ -27,8 +27,8 @@ class VpcdLink {
 
     // The next message; empty when vpcd closed the connection. Throws
     // std::runtime_error on a socket error.
-    std::optional<cosim::Bytes> receive();
-    void send(const cosim::Bytes& message);
+    std::optional<cosupdate::apdu::Bytes> receive();
+    void send(const cosupdate::apdu::Bytes& message);
 
   private:
     bool readExactly(uint8_t* data, size_t size);

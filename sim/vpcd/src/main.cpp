@@ -12,6 +12,7 @@
 #include "StopSignals.h"
 #include "VirtualCard.h"
 #include "VpcdLink.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace {
 
@@ -31,8 +32,8 @@ Event waitForEvent(const vpcd::VpcdLink& link, const vpcd::StopSignals& signals)
     return (fds[1].revents & POLLIN) != 0 ? Event::Stop : Event::Message;
 }
 
-void trace(const char* direction, const cosim::Bytes& bytes) {
-    std::cerr << "vpcd-card: " << direction << ' ' << cosim::toHex(bytes) << '\n';
+void trace(const char* direction, const cosupdate::apdu::Bytes& bytes) {
+    std::cerr << "vpcd-card: " << direction << ' ' << cosupdate::apdu::encodeHex(bytes) << '\n';
 }
 
 // Serves vpcd until it hangs up, a stop signal arrives or the card is to be
@@ -47,7 +48,7 @@ int serve(const vpcd::Options& options) {
             std::cerr << "vpcd-card: stopped by signal " << signals.take() << '\n';
             return kExitOk;
         }
-        const std::optional<cosim::Bytes> message = link.receive();
+        const std::optional<cosupdate::apdu::Bytes> message = link.receive();
         if (!message) {
             std::cerr << "vpcd-card: vpcd closed the connection\n";
             return kExitOk;
@@ -55,7 +56,7 @@ int serve(const vpcd::Options& options) {
         if (options.verbose) {
             trace(">", *message);
         }
-        const std::optional<cosim::Bytes> answer = card.handle(*message);
+        const std::optional<cosupdate::apdu::Bytes> answer = card.handle(*message);
         if (options.removeAfter != 0 && card.apduCount() == options.removeAfter) {
             std::cerr << "vpcd-card: pulled out after APDU #" << options.removeAfter << '\n';
             return kExitOk;

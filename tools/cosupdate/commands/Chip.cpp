@@ -12,6 +12,7 @@
 #include "Errors.h"
 #include "Transport.h"
 #include "commands/CommandContext.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
 
@@ -113,25 +114,25 @@ void describeState(const ChipFile& file, const cosim::ChipState& state, bool asT
     Json services = Json::array();
     std::string serviceText;
     for (const Bytes& service : state.services) {
-        services.push_back(toHex(service));
-        serviceText += (serviceText.empty() ? "" : " ") + toHex(service);
+        services.push_back(apdu::encodeHex(service));
+        serviceText += (serviceText.empty() ? "" : " ") + apdu::encodeHex(service);
     }
     const std::array<uint8_t, cosim::kFdSize>& fd = state.fd;
-    const std::string fdHex = toHex(Bytes(fd.begin(), fd.end()));
+    const std::string fdHex = apdu::encodeHex(Bytes(fd.begin(), fd.end()));
     if (asText) {
         reply.line("chip state file: " + file.path());
         reply.line("platform id:     " + state.platformId);
-        reply.line("COS version:     " + formatVersion(state.cosVersion));
+        reply.line("COS version:     " + apdu::encodeHexU16(state.cosVersion));
         reply.line("customer id:     " + (state.customerId.empty() ? "(none)" : state.customerId));
-        reply.line("FC:              " + toHex(state.fc));
+        reply.line("FC:              " + apdu::encodeHex(state.fc));
         reply.line("FD:              " + fdHex);
         reply.line("services:        " + (serviceText.empty() ? "(none)" : serviceText));
     }
     reply.json().update(Json{{"chipFile", file.path()},
                              {"platformId", state.platformId},
-                             {"cosVersion", formatVersion(state.cosVersion)},
+                             {"cosVersion", apdu::encodeHexU16(state.cosVersion)},
                              {"customerId", state.customerId},
-                             {"fc", toHex(state.fc)},
+                             {"fc", apdu::encodeHex(state.fc)},
                              {"fd", fdHex},
                              {"services", services}});
 }

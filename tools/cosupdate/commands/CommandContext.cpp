@@ -4,10 +4,16 @@
 
 #include "ChipFile.h"
 #include "Errors.h"
-#include "OfflineMedia.h"
 #include "StopRequest.h"
+#include "cosupdate/apdu/Hex.h"
+#include "cosupdate/transport/OfflineSEMedia.h"
 
 namespace cosupdate::cli {
+
+namespace {
+// What an exchange fails with when a command works without a chip.
+constexpr const char kNoChipWhileValidating[] = "cosupdate: no secure element while validating";
+}  // namespace
 
 std::string CommandContext::chipFile() const {
     return m_options.chipFile.empty() ? defaultChipFile() : m_options.chipFile;
@@ -33,7 +39,7 @@ Transport& CommandContext::transport() {
 }
 
 EngineSession& CommandContext::openSession() {
-    m_guard = std::make_shared<GuardedMedia>(transport().media(), stopRequested);
+    m_guard = std::make_shared<transport::GuardedSEMedia>(transport().media(), stopRequested);
     return startSession(m_guard);
 }
 
@@ -59,7 +65,7 @@ ExitStatus CommandContext::runGuarded(const std::function<ExitStatus()>& command
 }
 
 EngineSession& CommandContext::openOfflineSession() {
-    return startSession(std::make_shared<OfflineMedia>());
+    return startSession(std::make_shared<transport::OfflineSEMedia>(kNoChipWhileValidating));
 }
 
 EngineSession& CommandContext::startSession(std::shared_ptr<api::COSUpdateSEMediaInterface> media) {
@@ -73,7 +79,7 @@ EngineSession& CommandContext::startSession(std::shared_ptr<api::COSUpdateSEMedi
 
 Json identityJson(const CosIdentity& identity) {
     return Json{{"platformId", identity.platformId},
-                {"cosVersion", formatVersion(identity.cosVersion)},
+                {"cosVersion", apdu::encodeHexU16(identity.cosVersion)},
                 {"customerId", identity.customerId}};
 }
 

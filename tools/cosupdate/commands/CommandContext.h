@@ -15,9 +15,9 @@
 #include "Console.h"
 #include "EngineSession.h"
 #include "Errors.h"
-#include "GuardedMedia.h"
 #include "Reply.h"
 #include "Transport.h"
+#include "cosupdate/transport/GuardedSEMedia.h"
 
 namespace cosupdate::cli {
 
@@ -40,7 +40,7 @@ class CommandContext {
     Transport& transport();
 
     // An engine over the transport, with the AIDs registered. The transport
-    // is guarded (GuardedMedia): a stop request or a fatal transport error
+    // is guarded (GuardedSEMedia): a stop request or a fatal transport error
     // ends the engine's operation at the next exchange.
     EngineSession& openSession();
     // An engine over no secure element at all: enough to load a file.
@@ -61,7 +61,7 @@ class CommandContext {
     std::vector<std::string> m_args;
     std::unique_ptr<ChipLock> m_chipLock;  // released last
     std::unique_ptr<Transport> m_transport;
-    std::shared_ptr<GuardedMedia> m_guard;
+    std::shared_ptr<transport::GuardedSEMedia> m_guard;
     std::unique_ptr<EngineSession> m_session;  // released before the transport goes
 };
 

@@ -8,6 +8,7 @@
 #include "Errors.h"
 #include "FeObject.h"
 #include "commands/CommandContext.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
 
@@ -55,7 +56,7 @@ ExitStatus runInfo(CommandContext& context, Reply& reply) {
         throw ToolError(name + ": the chip returned no data: the object is empty" +
                         (def.tag == api::COSUPDATE_TAG_FD ? " or not 4 bytes long" : "") + aidHint);
     }
-    reply.json()["hex"] = toHex(data);
+    reply.json()["hex"] = apdu::encodeHex(data);
     if (def.tag == api::COSUPDATE_TAG_FE) {
         try {
             reply.json().update(identityJson(decodeFe(data)));
@@ -63,7 +64,7 @@ ExitStatus runInfo(CommandContext& context, Reply& reply) {
             throw ToolError(name + ": not an FE object" + aidHint + ": " + e.what());
         }
     }
-    reply.line(toHex(data));
+    reply.line(apdu::encodeHex(data));
     return ExitStatus::Ok;
 }
 

@@ -9,6 +9,7 @@
 #include "FeObject.h"
 #include "Progress.h"
 #include "commands/CommandContext.h"
+#include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
 
@@ -102,8 +103,8 @@ void reportScripts(const RunTracker& tracker, Reply& reply) {
                   {"result", describeResult(run)},
                   {"cosVersionAfter", nullptr}};
         if (run.versionAfter) {
-            text += ", COS " + formatVersion(*run.versionAfter);
-            json["cosVersionAfter"] = formatVersion(*run.versionAfter);
+            text += ", COS " + apdu::encodeHexU16(*run.versionAfter);
+            json["cosVersionAfter"] = apdu::encodeHexU16(*run.versionAfter);
         }
         text += ", " + std::to_string(run.apdus) + " APDUs, " + formatDuration(run.elapsed);
         json["apdus"] = run.apdus;
@@ -122,8 +123,8 @@ void reportScripts(const RunTracker& tracker, Reply& reply) {
 
 void reportVersions(const CosIdentity& before, const std::optional<CosIdentity>& after,
                     Reply& reply) {
-    const std::string from = formatVersion(before.cosVersion);
-    const std::string to = after ? formatVersion(after->cosVersion) : "unknown";
+    const std::string from = apdu::encodeHexU16(before.cosVersion);
+    const std::string to = after ? apdu::encodeHexU16(after->cosVersion) : "unknown";
     reply.line("COS version:  " + from + " -> " + to);
     reply.line("chip:         " + (after ? describe(*after) : "not read after the run"));
     reply.json()["before"] = identityJson(before);

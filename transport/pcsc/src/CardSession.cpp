@@ -4,10 +4,11 @@
 #include <string>
 #include <utility>
 
-#include "CommandApdu.h"
+#include "LengthFields.h"
 #include "LogicalChannel.h"
 #include "ResponseHandling.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace cosupdate {
 namespace pcsc {
@@ -90,7 +91,7 @@ void CardSession::close() {
     if (!isSuccess(answer)) {
         char text[80];
         std::snprintf(text, sizeof(text), "closing logical channel %u: card answered %04X", closing,
-                      statusWordOf(answer));
+                      apdu::statusWordOf(answer));
         throw COSUpdateException(text);
     }
 }

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "Apdu.h"
+#include "RawTransmit.h"
 
 namespace cosupdate {
 namespace pcsc {

@@ -5,6 +5,7 @@
 
 #include "ResponseHandling.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace cosupdate {
 namespace pcsc {
@@ -108,7 +109,7 @@ std::optional<uint8_t> grantedChannel(const Bytes& answer) {
     if (!isSuccess(answer)) {
         return std::nullopt;
     }
-    const Bytes data = dataOf(answer);
+    const Bytes data = apdu::dataOf(answer);
     if (data.size() != 1 || data[0] == kBasicChannel || data[0] > kMaxChannel) {
         throw COSUpdateException("MANAGE CHANNEL succeeded without naming a channel from 1 to " +
                                  std::to_string(kMaxChannel));

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "Apdu.h"
+#include "RawTransmit.h"
 
 namespace cosupdate {
 namespace pcsc {

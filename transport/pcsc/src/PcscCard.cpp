@@ -2,9 +2,11 @@
 
 #include <utility>
 
-#include "CommandApdu.h"
+#include "LengthFields.h"
 #include "PcscError.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "cosupdate/apdu/Hex.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace cosupdate {
 namespace pcsc {
@@ -14,7 +16,6 @@ namespace {
 // The largest answer an extended APDU can carry, status word included.
 constexpr DWORD kReceiveCapacity = MAX_BUFFER_SIZE_EXTENDED;
 constexpr size_t kShownCommandBytes = 5;
-constexpr DWORD kStatusWordSize = 2;
 
 const SCARD_IO_REQUEST* sendPci(DWORD protocol) {
     return protocol == SCARD_PROTOCOL_T0 ? SCARD_PCI_T0 : SCARD_PCI_T1;
@@ -22,13 +23,10 @@ const SCARD_IO_REQUEST* sendPci(DWORD protocol) {
 
 // "APDU 80520000 24..." for error texts: the header tells which command it was.
 std::string describeCommand(const Bytes& command) {
-    static const char kDigits[] = "0123456789ABCDEF";
-    std::string text = "APDU ";
-    for (size_t i = 0; i < command.size() && i < kShownCommandBytes; ++i) {
-        text += kDigits[command[i] >> 4];
-        text += kDigits[command[i] & 0x0F];
+    if (command.size() <= kShownCommandBytes) {
+        return "APDU " + apdu::encodeHex(command);
     }
-    return command.size() > kShownCommandBytes ? text + "..." : text;
+    return "APDU " + apdu::encodeHex(command.data(), kShownCommandBytes) + "...";
 }
 
 }  // namespace
@@ -63,7 +61,7 @@ Bytes PcscCard::transmit(const Bytes& command) {
     if (result != SCARD_S_SUCCESS) {
         fail("sending " + describeCommand(command), result);
     }
-    if (answerSize < kStatusWordSize) {
+    if (answerSize < apdu::kStatusWordSize) {
         // Not even a status word: what a reader passes on when the card went
         // away mid-exchange. Nothing on this connection can be trusted now.
         m_lost = true;

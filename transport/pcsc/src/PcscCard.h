@@ -9,8 +9,8 @@
 
 #include <string>
 
-#include "Apdu.h"
 #include "PcscContext.h"
+#include "RawTransmit.h"
 
 namespace cosupdate {
 namespace pcsc {

@@ -1,35 +1,35 @@
 #include "ResponseHandling.h"
 
-#include <cstdio>
 #include <string>
 
-#include "CommandApdu.h"
+#include "LengthFields.h"
 #include "ZelmarNativeCOSUpdateApi.h"
+#include "cosupdate/apdu/Hex.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace cosupdate {
 namespace pcsc {
 
 namespace {
 
+using apdu::statusWordOf;
+using apdu::sw1;
+using apdu::sw2;
 using Zelmar::Device::COS::V1_0::COSUpdateException;
+namespace sw = apdu::sw;
 
-uint8_t sw1(uint16_t statusWord) {
-    return static_cast<uint8_t>(statusWord >> 8);
-}
-
-uint8_t sw2(uint16_t statusWord) {
-    return static_cast<uint8_t>(statusWord);
-}
-
-std::string hexWord(uint16_t value) {
-    char text[5];
-    std::snprintf(text, sizeof(text), "%04X", value);
-    return text;
+// What the card sent, once it is known to end in a status word.
+Bytes checkedAnswer(Bytes answer) {
+    if (answer.size() < apdu::kStatusWordSize) {
+        throw COSUpdateException("card answered " + std::to_string(answer.size()) +
+                                 " byte(s), no status word");
+    }
+    return answer;
 }
 
 // One exchange, repeated once with the Le the card asked for on 6Cxx.
 Bytes sendFixingLe(const Bytes& command, const RawTransmit& send) {
-    Bytes answer = send(command);
+    Bytes answer = checkedAnswer(send(command));
     const uint16_t status = statusWordOf(answer);
     if (sw1(status) != sw::kWrongLeSw1) {
         return answer;
@@ -38,26 +38,13 @@ Bytes sendFixingLe(const Bytes& command, const RawTransmit& send) {
     if (!fixed) {
         return answer;  // nothing we can resend: the caller judges the 6Cxx
     }
-    return send(*fixed);
+    return checkedAnswer(send(*fixed));
 }
 
 }  // namespace
 
-uint16_t statusWordOf(const Bytes& answer) {
-    if (answer.size() < kStatusWordSize) {
-        throw COSUpdateException("card answered " + std::to_string(answer.size()) +
-                                 " byte(s), no status word");
-    }
-    const size_t n = answer.size();
-    return static_cast<uint16_t>(answer[n - 2] << 8 | answer[n - 1]);
-}
-
-Bytes dataOf(const Bytes& answer) {
-    return Bytes(answer.begin(), answer.end() - kStatusWordSize);
-}
-
 bool isSuccess(const Bytes& answer) {
-    return statusWordOf(answer) == sw::kSuccess;
+    return statusWordOf(answer) == sw::kOk;
 }
 
 Bytes transceive(const Bytes& command, const RawTransmit& send, uint8_t getResponseCla) {
@@ -65,10 +52,11 @@ Bytes transceive(const Bytes& command, const RawTransmit& send, uint8_t getRespo
     Bytes collected;
     for (size_t rounds = 0; sw1(statusWordOf(answer)) == sw::kMoreDataSw1; ++rounds) {
         if (rounds == kMaxGetResponseRounds) {
-            throw COSUpdateException("card still answered " + hexWord(statusWordOf(answer)) +
-                                     " after " + std::to_string(rounds) + " GET RESPONSE commands");
+            throw COSUpdateException("card still answered " +
+                                     apdu::encodeHexU16(statusWordOf(answer)) + " after " +
+                                     std::to_string(rounds) + " GET RESPONSE commands");
         }
-        const Bytes data = dataOf(answer);
+        const Bytes data = apdu::dataOf(answer);
         collected.insert(collected.end(), data.begin(), data.end());
         const uint8_t available = sw2(statusWordOf(answer));
         answer = sendFixingLe(getResponseCommand(getResponseCla, available), send);

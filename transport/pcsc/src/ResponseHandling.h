@@ -1,7 +1,7 @@
-// Every status word the transport acts on, and the ISO 7816 recovery it
-// performs on the card's behalf: 61xx (more data: GET RESPONSE until the card
-// is done) and 6Cxx (wrong Le: send the command again asking for xx bytes).
-// Works over a RawTransmit so that it can be exercised without a reader.
+// The ISO 7816 recovery the transport performs on the card's behalf: 61xx
+// (more data: GET RESPONSE until the card is done) and 6Cxx (wrong Le: send
+// the command again asking for xx bytes). Works over a RawTransmit so that it
+// can be exercised without a reader.
 
 #ifndef COSUPDATE_PCSC_RESPONSE_HANDLING_H
 #define COSUPDATE_PCSC_RESPONSE_HANDLING_H
@@ -9,29 +9,17 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Apdu.h"
+#include "RawTransmit.h"
 
 namespace cosupdate {
 namespace pcsc {
-
-namespace sw {
-constexpr uint16_t kSuccess = 0x9000;
-constexpr uint8_t kMoreDataSw1 = 0x61;  // SW2: bytes still available (00: 256 or more)
-constexpr uint8_t kWrongLeSw1 = 0x6C;   // SW2: the exact Le to ask for
-}  // namespace sw
-
-constexpr size_t kStatusWordSize = 2;
 
 // A card that keeps answering 61xx is broken: after this many GET RESPONSE
 // rounds (64 KiB at 256 bytes a round, an extended APDU's worth) the exchange
 // fails rather than loop forever.
 constexpr size_t kMaxGetResponseRounds = 256;
 
-// The status word of an answer; throws COSUpdateException when the answer is
-// shorter than a status word.
-uint16_t statusWordOf(const Bytes& answer);
-// The answer without its status word (the answer must hold one).
-Bytes dataOf(const Bytes& answer);
+// True when the answer ends in 9000 (the answer must hold a status word).
 bool isSuccess(const Bytes& answer);
 
 // Sends `command` and returns the card's complete answer: the data of every

@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "cosim/Bytes.h"
 #include "cosim/ChipState.h"
 
 namespace cosim {

@@ -10,7 +10,7 @@
 #include <set>
 #include <string>
 
-#include "cosim/Bytes.h"
+#include "cosim/Protocol.h"
 
 namespace cosim {
 

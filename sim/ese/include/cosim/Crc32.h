@@ -1,5 +1,5 @@
-// CRC-32 (IEEE 802.3, reflected, as zlib computes it): the checksum a patch
-// declares for its COS image in BEGIN PATCH.
+// CRC-32 (IEEE 802.3, reflected): the checksum a patch declares for its COS
+// image in BEGIN PATCH. zlib computes it.
 
 #ifndef COSIM_CRC32_H
 #define COSIM_CRC32_H
@@ -12,10 +12,10 @@ namespace cosim {
 class Crc32 {
   public:
     void update(const uint8_t* data, size_t size);
-    uint32_t value() const { return ~m_state; }
+    uint32_t value() const { return m_value; }
 
   private:
-    uint32_t m_state = 0xFFFFFFFFu;
+    uint32_t m_value = 0;  // the CRC of nothing
 };
 
 uint32_t crc32(const uint8_t* data, size_t size);

@@ -7,9 +7,15 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "cosim/Bytes.h"
+#include "cosupdate/apdu/Bytes.h"
+#include "cosupdate/apdu/StatusWords.h"
 
 namespace cosim {
+
+// Byte strings and status words are those every party to an exchange uses.
+namespace apdu = cosupdate::apdu;
+using apdu::Bytes;
+namespace sw = apdu::sw;
 
 // Applications and data objects built into the chip, selected by AID.
 namespace aid {

@@ -9,9 +9,9 @@
 //   fd 0A010003
 //   service F05A4C4D53000001
 //
-// One "key value" per line; '#' starts a comment line. platform-id,
-// cos-version (hex) and fd are required; customer-id and fc default to empty;
-// service may repeat.
+// One "key value" per line; '#' starts a comment line; hex values are digits
+// only. platform-id, cos-version (hex) and fd are required; customer-id and fc
+// default to empty; service may repeat.
 
 #ifndef COSIM_STATE_FILE_H
 #define COSIM_STATE_FILE_H
