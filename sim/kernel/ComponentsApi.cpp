@@ -24,6 +24,7 @@ bool nativeCOSPatch_memory_cleanupComponent(void) {
     }
     g_memoryInitialized = false;
     simkernel::reportLiveObjects();
+    simkernel::reclaimByteArrays();
     return true;
 }
 

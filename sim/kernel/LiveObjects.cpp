@@ -1,6 +1,8 @@
 #include "LiveObjects.h"
 
 #include <array>
+#include <map>
+#include <memory>
 
 #include "Log.h"
 
@@ -13,6 +15,11 @@ constexpr size_t kKinds = 4;
 std::array<size_t, kKinds>& counters() {
     static std::array<size_t, kKinds> live{};
     return live;
+}
+
+std::map<uint8_t*, std::unique_ptr<uint8_t[]>>& byteArrays() {
+    static std::map<uint8_t*, std::unique_ptr<uint8_t[]>> arrays;
+    return arrays;
 }
 
 const char* kindName(ObjectKind kind) {
@@ -53,6 +60,27 @@ bool reportLiveObjects() {
         }
     }
     return clean;
+}
+
+uint8_t* allocateByteArray(size_t size) {
+    auto array = std::make_unique<uint8_t[]>(size);
+    uint8_t* data = array.get();
+    byteArrays().emplace(data, std::move(array));
+    countCreated(ObjectKind::ByteArray);
+    return data;
+}
+
+bool freeByteArray(uint8_t* data) {
+    if (byteArrays().erase(data) == 0) {
+        return false;
+    }
+    countReleased(ObjectKind::ByteArray);
+    return true;
+}
+
+void reclaimByteArrays() {
+    counters()[static_cast<size_t>(ObjectKind::ByteArray)] -= byteArrays().size();
+    byteArrays().clear();
 }
 
 }  // namespace simkernel

@@ -5,6 +5,7 @@
 #define SIMKERNEL_LIVE_OBJECTS_H
 
 #include <cstddef>
+#include <cstdint>
 
 namespace simkernel {
 
@@ -15,6 +16,15 @@ void countReleased(ObjectKind kind);
 size_t liveObjects(ObjectKind kind);
 // Logs a warning for every kind that still has live objects; true if none.
 bool reportLiveObjects();
+
+// Byte arrays belong to the memory component until they are given back: a
+// caller may leave one with the kernel (the engine does, by contract, for COS
+// data it does not use), and cleanup reclaims what is still out, as the
+// pool of a real kernel would.
+uint8_t* allocateByteArray(size_t size);
+// False for a pointer this kernel did not hand out (or already got back).
+bool freeByteArray(uint8_t* data);
+void reclaimByteArrays();
 
 // Held by every kernel object: counts it for as long as it exists.
 template <ObjectKind Kind>

@@ -101,11 +101,9 @@ bool nativeCOSPatch_seContextManager_readCOSData(NATIVECOSPATCH_COS_DATA_TYPE ty
         data->data = nullptr;
         data->size = 0;
         if (!content.empty()) {
-            auto copy = std::make_unique<uint8_t[]>(content.size());
-            std::memcpy(copy.get(), content.data(), content.size());
-            data->data = copy.release();  // back with byteArray_freeContent
+            data->data = simkernel::allocateByteArray(content.size());
+            std::memcpy(data->data, content.data(), content.size());
             data->size = static_cast<uint16_t>(content.size());
-            simkernel::countCreated(simkernel::ObjectKind::ByteArray);
         }
         return true;
     });
@@ -115,9 +113,9 @@ bool nativeCOSPatch_byteArray_freeContent(NATIVECOSPATCH_BYTE_ARRAY* data) {
     if (data == nullptr) {
         return false;
     }
-    if (data->data != nullptr) {
-        std::unique_ptr<uint8_t[]> owner(data->data);
-        simkernel::countReleased(simkernel::ObjectKind::ByteArray);
+    if (data->data != nullptr && !simkernel::freeByteArray(data->data)) {
+        simkernel::logLine(simkernel::kWarning, "byteArray_freeContent: not a byte array of ours");
+        return false;
     }
     data->data = nullptr;
     data->size = 0;

@@ -130,4 +130,15 @@ TEST_F(Kernel, CleanupReportsObjectsStillAlive) {
     nativeCOSPatch_multiscriptManager_freeMultiscript(ms);
 }
 
+TEST_F(Kernel, GivesBackOnlyByteArraysItHandedOut) {
+    uint8_t foreign[4] = {1, 2, 3, 4};
+    NATIVECOSPATCH_BYTE_ARRAY array{};
+    array.data = foreign;
+    array.size = sizeof(foreign);
+    EXPECT_FALSE(nativeCOSPatch_byteArray_freeContent(&array));
+    EXPECT_EQ(array.data, foreign) << "a refused array is left as it was";
+    EXPECT_TRUE(logged(NATIVECOSPATCH_LOG_MESSAGE_LEVEL_WARNING, "not a byte array of ours"))
+        << dump();
+}
+
 }  // namespace
