@@ -93,26 +93,26 @@ std::string outcome(const std::function<std::string()>& call) {
     }
 }
 
-Step transmit(Bytes command) {
-    return [command](api::COSUpdateSEMediaInterface& media) {
+using Exchange = void (api::COSUpdateSEMediaInterface::*)(const Bytes&, Bytes&);
+
+// An exchange and what it answered: "answered 809000".
+Step exchange(Exchange call, Bytes bytes, const char* done) {
+    return [=](api::COSUpdateSEMediaInterface& media) {
         Bytes response;
         const std::string result = outcome([&] {
-            media.transmitApdu(command, response);
-            return std::string("answered");
+            (media.*call)(bytes, response);
+            return std::string(done);
         });
         return result + " " + hex(response);
     };
 }
 
+Step transmit(Bytes command) {
+    return exchange(&api::COSUpdateSEMediaInterface::transmitApdu, std::move(command), "answered");
+}
+
 Step open(Bytes aid) {
-    return [aid](api::COSUpdateSEMediaInterface& media) {
-        Bytes response;
-        const std::string result = outcome([&] {
-            media.openConnection(aid, response);
-            return std::string("opened");
-        });
-        return result + " " + hex(response);
-    };
+    return exchange(&api::COSUpdateSEMediaInterface::openConnection, std::move(aid), "opened");
 }
 
 const Step kInitialize = [](api::COSUpdateSEMediaInterface& media) {
