@@ -118,7 +118,17 @@ ExitStatus dispatch(const Invocation& invocation, Reply& reply, std::ostream& er
     checkArgumentCount(def, args.size());
     Console console(err, terminal.interactive && !options.json, terminal.width);
     CommandContext context(options, console, args);
-    return context.runGuarded([&] { return def.run(context, reply); });
+    const ExitStatus status = context.runGuarded([&] { return def.run(context, reply); });
+    // The command's outcome stands; what is wrong with its trace comes on top,
+    // unless it is what the command already reported (a replay that left its
+    // trace stops the run).
+    const std::optional<std::string> traceError = context.endSession();
+    if (traceError && reply.json()["error"] != *traceError) {
+        console.line("cosupdate: " + *traceError);
+        reply.noteFailure(*traceError);
+        return status == ExitStatus::Interrupted ? status : ExitStatus::Error;
+    }
+    return status;
 }
 
 struct Failure {

@@ -31,6 +31,13 @@ const std::vector<OptionDef>& optionDefs() {
              }
              o.chipFile = v;
          }},
+        {"--record", nullptr, true,
+         [](Options& o, const std::string& v) {
+             if (v.empty()) {
+                 throw UsageError("--record: the file name is empty");
+             }
+             o.recordFile = v;
+         }},
         {"--aid-fc", nullptr, true,
          [](Options& o, const std::string& v) { o.aids.fc = parseAid(v, "--aid-fc"); }},
         {"--aid-fd", nullptr, true,

@@ -15,8 +15,9 @@ namespace cosupdate::cli {
 
 struct Options {
     std::string transport = "sim";
-    std::string chipFile;  // empty: defaultChipFile()
-    AidSet aids;           // the simulated chip's unless given
+    std::string chipFile;    // empty: defaultChipFile()
+    std::string recordFile;  // --record: the trace of the transport's calls, or empty
+    AidSet aids;             // the simulated chip's unless given
     LogOptions log;
     bool logLevelGiven = false;
     bool json = false;

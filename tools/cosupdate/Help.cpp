@@ -26,6 +26,9 @@ Options (before or after the command):
                          (default: $XDG_STATE_HOME/cosupdate/chip.state,
                          else ~/.local/state/cosupdate/chip.state,
                          else ./cosupdate-chip.state)
+  --record FILE          write every call to the secure element's transport to
+                         the trace FILE, as it happens (replay it with
+                         --transport replay:FILE)
   --aid-fc HEX, --aid-fd HEX, --aid-fe HEX
                          AIDs of the FC, FD and FE objects
                          (default: F05A4C4D00FC, F05A4C4D00FD, F05A4C4D00FE)

@@ -53,6 +53,10 @@ void Reply::fail(const std::string& message, const std::vector<std::string>& det
 
 void Reply::outputFailed(const std::string& message) {
     m_trailer = "cosupdate: " + message;
+    noteFailure(message);
+}
+
+void Reply::noteFailure(const std::string& message) {
     if (m_json["error"].is_null()) {
         m_json["error"] = message;
     }

@@ -30,6 +30,9 @@ class Reply {
     void fail(const std::string& message, const std::vector<std::string>& details);
     // Said after everything else (on stdout): a stream the tool could not write.
     void outputFailed(const std::string& message);
+    // A failure beside the command's outcome, which is still printed: the
+    // object's error (unless it has one) and one of its details.
+    void noteFailure(const std::string& message);
 
     // Lines are sanitized on their way out; `status` becomes exitStatus.
     void print(std::ostream& out, bool asJson, ExitStatus status);

@@ -1,6 +1,7 @@
 #include "Transport.h"
 
 #include "Errors.h"
+#include "ReplayTransport.h"
 #include "SimTransport.h"
 #if defined(COSUPDATE_HAVE_PCSC)
 #include "PcscTransport.h"
@@ -50,6 +51,12 @@ const std::vector<TransportKind>& transportKinds() {
                       openSimTransport,
                       {}},
         pcscKind(),
+        TransportKind{"replay",
+                      "replay:FILE[,timing]",
+                      "answers from a trace --record wrote, checking every call; "
+                      "timing: each call takes its recorded time",
+                      openReplayTransport,
+                      {}},
     };
     return kinds;
 }

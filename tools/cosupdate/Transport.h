@@ -5,8 +5,10 @@
 #ifndef COSUPDATE_CLI_TRANSPORT_H
 #define COSUPDATE_CLI_TRANSPORT_H
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,14 @@ class Transport {
     virtual std::shared_ptr<api::COSUpdateSEMediaInterface> media() = 0;
     // For messages: "simulated chip (state in FILE)", "PC/SC reader 'X'".
     virtual std::string description() const = 0;
+    // The number of exchanges the run will make, when it is honestly known.
+    virtual std::optional<uint64_t> expectedExchanges() const { return std::nullopt; }
+    // What failed the run that the library cannot tell from a failed
+    // exchange (a replay that left its trace): reported instead of the outcome.
+    virtual std::optional<std::string> runFailure() const { return std::nullopt; }
+    // What is wrong once the command is done, though its outcome stands: a
+    // trace that could not be written, a replay with calls left over.
+    virtual std::optional<std::string> traceError() const { return std::nullopt; }
 };
 
 // "pcsc:Virtual PCD" -> {"pcsc", "Virtual PCD"}; "sim" -> {"sim", ""}.
@@ -52,6 +62,11 @@ const TransportKind& findTransport(const std::string& name);
 
 std::unique_ptr<Transport> openTransport(const TransportChoice& choice,
                                          const std::string& chipFile);
+
+// `inner` with every call to its secure element written to the trace
+// `file`. Throws ToolError when the file cannot be created.
+std::unique_ptr<Transport> recordTransport(std::unique_ptr<Transport> inner,
+                                           const std::string& file);
 
 }  // namespace cosupdate::cli
 

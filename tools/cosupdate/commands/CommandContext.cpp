@@ -34,6 +34,9 @@ Transport& CommandContext::transport() {
             lockChipFile();
         }
         m_transport = openTransport(choice, chipFile());
+        if (!m_options.recordFile.empty()) {
+            m_transport = recordTransport(std::move(m_transport), m_options.recordFile);
+        }
     }
     return *m_transport;
 }
@@ -44,6 +47,9 @@ EngineSession& CommandContext::openSession() {
 }
 
 std::optional<ToolError> CommandContext::stopError() const {
+    if (m_transport && m_transport->runFailure()) {
+        return ToolError(*m_transport->runFailure());
+    }
     if (m_guard && m_guard->fatalError()) {
         return ToolError(*m_guard->fatalError());
     }
@@ -62,6 +68,11 @@ ExitStatus CommandContext::runGuarded(const std::function<ExitStatus()>& command
         }
         throw;
     }
+}
+
+std::optional<std::string> CommandContext::endSession() {
+    m_session.reset();
+    return m_transport ? m_transport->traceError() : std::nullopt;
 }
 
 EngineSession& CommandContext::openOfflineSession() {

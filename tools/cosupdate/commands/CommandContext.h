@@ -36,7 +36,7 @@ class CommandContext {
     // for it). Idempotent.
     void lockChipFile();
     // The transport --transport names, opened once; the simulated chip's
-    // state file locked first.
+    // state file locked first; recorded to the --record file if given.
     Transport& transport();
 
     // An engine over the transport, with the AIDs registered. The transport
@@ -46,12 +46,17 @@ class CommandContext {
     // An engine over no secure element at all: enough to load a file.
     EngineSession& openOfflineSession();
 
-    // Why the guard stopped the run, as the error to report (exit 6 for a
-    // stop request, 1 for a fatal transport error), if it did.
+    // Why the guard or the transport stopped the run, as the error to report
+    // (exit 6 for a stop request, 1 for a fatal transport error or a replay
+    // that left its trace), if one did.
     std::optional<ToolError> stopError() const;
     // Runs a command; whatever it throws after the guard stopped the run
     // becomes stopError(), the real reason.
     ExitStatus runGuarded(const std::function<ExitStatus()>& command);
+    // Releases the engine, so that its last calls reach the transport, then
+    // says what is wrong with the trace (--record, --transport replay), if
+    // anything.
+    std::optional<std::string> endSession();
 
   private:
     EngineSession& startSession(std::shared_ptr<api::COSUpdateSEMediaInterface> media);
