@@ -5,8 +5,10 @@
 #ifndef COSUPDATE_CLI_TRANSPORT_H
 #define COSUPDATE_CLI_TRANSPORT_H
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,11 @@ class Transport {
     virtual std::shared_ptr<api::COSUpdateSEMediaInterface> media() = 0;
     // For messages: "simulated chip (state in FILE)", "PC/SC reader 'X'".
     virtual std::string description() const = 0;
+    // The number of exchanges the run will make when it is honestly known
+    // (a replayed trace knows the ones it has left); exchanges are counted
+    // as CountingSEMedia counts them: each SELECT of openConnection() and
+    // each transmitApdu().
+    virtual std::optional<uint64_t> expectedExchanges() const { return std::nullopt; }
 };
 
 // "pcsc:Virtual PCD" -> {"pcsc", "Virtual PCD"}; "sim" -> {"sim", ""}.
