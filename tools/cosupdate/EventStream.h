@@ -12,6 +12,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "FdOutput.h"
 #include "Reply.h"
@@ -21,8 +22,10 @@ namespace cosupdate::cli {
 class EventStream {
   public:
     // "-": `standardOutput`, borrowed. Throws ToolError naming FILE when it
-    // cannot be opened for writing.
-    EventStream(const std::string& path, std::ostream& standardOutput);
+    // cannot be opened for writing, or when it is one of `keep` (the update
+    // file, the chip state file), which emptying it would destroy.
+    EventStream(const std::string& path, std::ostream& standardOutput,
+                const std::vector<std::string>& keep);
     ~EventStream();
     EventStream(const EventStream&) = delete;
     EventStream& operator=(const EventStream&) = delete;

@@ -9,8 +9,14 @@ namespace cosupdate::cli {
 UpdateJournal::UpdateJournal(CommandContext& context) : m_context(context) {
     m_facts.time = utcTimestamp(std::chrono::system_clock::now());
     m_facts.file = context.args().at(0);
-    if (!context.options().events.empty()) {
-        m_events = std::make_unique<EventStream>(context.options().events, context.out());
+    const Options& options = context.options();
+    if (!options.events.empty()) {
+        std::vector<std::string> keep{m_facts.file};
+        if (onSimulatedChip(options)) {
+            keep.push_back(context.chipFile());
+            keep.push_back(simHistoryFile(context.chipFile()));
+        }
+        m_events = std::make_unique<EventStream>(options.events, context.out(), keep);
         m_listener = std::make_unique<UpdateEvents>(*m_events);
     }
 }
