@@ -145,9 +145,9 @@ void reportErrors(const std::vector<std::string>& errors, Reply& reply) {
     }
 }
 
-// The update itself and its summary in `reply`; what it learns goes to the
-// journal as it goes.
-ExitStatus runAndReport(CommandContext& context, UpdateJournal& journal, Reply& reply) {
+// The update itself and its summary in `reply`; what it learns, its status
+// included, goes to the journal as it goes.
+void runAndReport(CommandContext& context, UpdateJournal& journal, Reply& reply) {
     reply.json()["file"] = context.args().at(0);
     UpdateFile file = UpdateFile::open(context.args().at(0));
     journal.fileRead(file);
@@ -198,7 +198,6 @@ ExitStatus runAndReport(CommandContext& context, UpdateJournal& journal, Reply& 
     if (status == ExitStatus::UpdateFailed || status == ExitStatus::Error) {
         reportErrors(errors, reply);
     }
-    return status;
 }
 
 }  // namespace
