@@ -71,7 +71,9 @@ class InterruptionTest : public ToolTest {
     }
 
     std::string m_update;
-    const std::set<std::string> m_files{"chip.state", "chip.state.lock", "update.xml"};
+    // The update history beside the chip state file has a line for each run.
+    const std::set<std::string> m_files{"chip.state", "chip.state.history", "chip.state.lock",
+                                        "update.xml"};
 };
 
 // A way to interrupt a run, how the interrupted run must end and what it must

@@ -72,7 +72,8 @@ TEST_F(Record, RecordingAReplayGivesBackTheSameCalls) {
 TEST_F(Record, ATraceThatCannotBeWrittenLeavesTheOutcomeAndExitsOne) {
     const std::string trace = path("small.trace");
     const ToolResult plain = run(update({"--transport", "replay:" + kDeployTrace}));
-    std::vector<std::string> argv{"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 2; exec \"$@\"", "sh"};
+    // 4 KiB a file: room for the reply and the history record, not for the trace.
+    std::vector<std::string> argv{"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 8; exec \"$@\"", "sh"};
     for (const std::string& arg :
          commandLine(COSUPDATE_TOOL,
                      update({"--transport", "replay:" + kDeployTrace, "--record", trace}))) {
@@ -106,8 +107,8 @@ TEST_F(Record, ReplayAndRecordRefuseWhatTheyCannotDo) {
     const std::vector<Refusal> cases{
         {{"--transport", "replay:" + kDeployTrace, "--json", "info", "FE"},
          1,
-         "replay: the run ended after call 10; the trace holds 102 more, the next one "
-         "openConnection F05A4C4D00FE"},
+         "replay: the run ended after call 10; the trace holds 110 more, the next one "
+         "openConnection F05A4C4D00FC"},
         {{"--transport", "replay:", "--json", "info", "FE"},
          2,
          "--transport replay needs a trace: replay:FILE[,timing]"},

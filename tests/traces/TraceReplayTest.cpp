@@ -107,9 +107,9 @@ class TraceEdit : public ToolTest {
         }
         return writeFile("edited.trace", text);
     }
-    // Line 22 holds call 21: the READ BINARY of the FE object the library
+    // Line 30 holds call 29: the READ BINARY of the FE object the library
     // selects the first script by.
-    static constexpr size_t kReadFe = 22;
+    static constexpr size_t kReadFe = 30;
 
     void expectStoppedWith(const ToolResult& result, const std::string& error) {
         EXPECT_EQ(result.status, 1) << result.describe();
@@ -132,7 +132,7 @@ TEST_F(TraceEdit, AChangedResponseByteIsReportedAtItsCall) {
 
     const ToolResult result =
         run(replayArgs(copyWith(kReadFe, edited), recorded("deploy").updateFile));
-    expectStoppedWith(result, "replay: call 21: trace line 22: it is damaged: its CRC-32 is " +
+    expectStoppedWith(result, "replay: call 29: trace line 30: it is damaged: its CRC-32 is " +
                                   recordedCrc + ", its content gives " + computed);
 }
 
@@ -149,7 +149,7 @@ TEST_F(TraceEdit, AResealedChangeIsTheCallWhereTheRunLeavesTheTrace) {
     const ToolResult result =
         run(replayArgs(copyWith(kReadFe, edited), recorded("deploy").updateFile));
     expectStoppedWith(result,
-                      "replay: call 35: transmitApdu differs at byte 6: the library sent "
+                      "replay: call 43: transmitApdu differs at byte 6: the library sent "
                       "805000000C01[01]0102000000407DAF7CA7, the trace holds "
                       "805000000C01[00]0101000000601E4D6CD7");
 }

@@ -36,14 +36,23 @@ std::string withoutPrefix(const std::string& message) {
 
 }  // namespace
 
-std::string defaultChipFile(const char* xdgStateHome, const char* home) {
+std::optional<std::string> stateDirectory(const char* xdgStateHome, const char* home) {
     if (isSet(xdgStateHome)) {
-        return (fs::path(xdgStateHome) / "cosupdate" / "chip.state").string();
+        return (fs::path(xdgStateHome) / "cosupdate").string();
     }
     if (isSet(home)) {
-        return (fs::path(home) / ".local" / "state" / "cosupdate" / "chip.state").string();
+        return (fs::path(home) / ".local" / "state" / "cosupdate").string();
     }
-    return "cosupdate-chip.state";
+    return std::nullopt;
+}
+
+std::optional<std::string> stateDirectory() {
+    return stateDirectory(std::getenv("XDG_STATE_HOME"), std::getenv("HOME"));
+}
+
+std::string defaultChipFile(const char* xdgStateHome, const char* home) {
+    const std::optional<std::string> directory = stateDirectory(xdgStateHome, home);
+    return directory ? (fs::path(*directory) / "chip.state").string() : "cosupdate-chip.state";
 }
 
 std::string defaultChipFile() {
@@ -58,7 +67,8 @@ bool ChipFile::exists() const {
 std::unique_ptr<ChipLock> ChipFile::lock(bool wait, const ChipLock::WaitNotice& notice) const {
     const std::string target = usableTarget();
     createDirectoryOf(target);
-    auto lock = std::make_unique<ChipLock>(target + ".lock", m_path, wait, notice);
+    auto lock =
+        std::make_unique<ChipLock>(target + ".lock", "chip state file " + m_path, wait, notice);
     cosim::removeStaleTemporaryFiles(target);
     return lock;
 }

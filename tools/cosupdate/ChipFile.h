@@ -6,6 +6,7 @@
 #define COSUPDATE_CLI_CHIP_FILE_H
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -13,6 +14,11 @@
 #include "cosim/ChipState.h"
 
 namespace cosupdate::cli {
+
+// The tool's directory in the user's state directory: $XDG_STATE_HOME/cosupdate,
+// else ~/.local/state/cosupdate; none without either variable (null or empty).
+std::optional<std::string> stateDirectory(const char* xdgStateHome, const char* home);
+std::optional<std::string> stateDirectory();
 
 // $XDG_STATE_HOME/cosupdate/chip.state, else ~/.local/state/cosupdate/chip.state,
 // else ./cosupdate-chip.state. Either variable may be null or empty.

@@ -33,15 +33,15 @@ int openLockFile(const std::string& path) {
 
 }  // namespace
 
-ChipLock::ChipLock(const std::string& lockPath, const std::string& stateName, bool wait,
+ChipLock::ChipLock(const std::string& lockPath, const std::string& subject, bool wait,
                    const WaitNotice& notice)
     : m_fd(openLockFile(lockPath)) {
     if (m_fd < 0) {
-        throw ToolError("chip state file " + stateName + ": cannot open its lock file " + lockPath +
-                        ": " + std::strerror(errno));
+        throw ToolError(subject + ": cannot open its lock file " + lockPath + ": " +
+                        std::strerror(errno));
     }
     try {
-        acquire(stateName, wait, notice);
+        acquire(subject, wait, notice);
     } catch (...) {
         ::close(m_fd);
         throw;
@@ -49,16 +49,16 @@ ChipLock::ChipLock(const std::string& lockPath, const std::string& stateName, bo
     recordHolder();
 }
 
-void ChipLock::acquire(const std::string& stateName, bool wait, const WaitNotice& notice) {
-    if (tryLock(stateName)) {
+void ChipLock::acquire(const std::string& subject, bool wait, const WaitNotice& notice) {
+    if (tryLock(subject)) {
         return;
     }
-    const std::string inUse = "chip state file " + stateName + " is in use by " + holder();
+    const std::string inUse = subject + " is in use by " + holder();
     if (!wait) {
         throw ToolError(inUse);
     }
     notice(inUse + "; waiting for it");
-    while (!tryLock(stateName)) {
+    while (!tryLock(subject)) {
         if (stopRequested()) {
             throw ToolError(kInterruptedMessage, ExitStatus::Interrupted);
         }
@@ -71,14 +71,13 @@ ChipLock::~ChipLock() {
 }
 
 // False while another process holds the lock.
-bool ChipLock::tryLock(const std::string& stateName) {
+bool ChipLock::tryLock(const std::string& subject) {
     int result = 0;
     do {
         result = ::flock(m_fd, LOCK_EX | LOCK_NB);
     } while (result != 0 && errno == EINTR);
     if (result != 0 && errno != EWOULDBLOCK) {
-        throw ToolError("chip state file " + stateName +
-                        ": cannot lock it: " + std::strerror(errno));
+        throw ToolError(subject + ": cannot lock it: " + std::strerror(errno));
     }
     return result == 0;
 }

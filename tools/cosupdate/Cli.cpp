@@ -30,6 +30,7 @@ constexpr CommandDef kCommands[] = {
     {"update", 1, 1, "update FILE", runUpdate},
     {"info", 1, 1, "info FC|FD|FE", runInfo},
     {"chip", 1, kAny, "chip show|reset|set FIELD VALUE ...", runChip},
+    {"history", 0, 0, "history", runHistory},
 };
 
 constexpr char kHelp[] = "help";
@@ -97,8 +98,8 @@ ExitStatus printVersion(Reply& reply) {
     return ExitStatus::Ok;
 }
 
-ExitStatus dispatch(const Invocation& invocation, Reply& reply, std::ostream& err,
-                    const Terminal& terminal) {
+ExitStatus dispatch(const Invocation& invocation, Reply& reply, std::ostream& out,
+                    std::ostream& err, const Terminal& terminal) {
     const Options& options = invocation.options;
     if (!invocation.error.empty()) {
         throw UsageError(invocation.error);
@@ -117,7 +118,7 @@ ExitStatus dispatch(const Invocation& invocation, Reply& reply, std::ostream& er
     const std::vector<std::string> args(words.begin() + 1, words.end());
     checkArgumentCount(def, args.size());
     Console console(err, terminal.interactive && !options.json, terminal.width);
-    CommandContext context(options, console, args);
+    CommandContext context(options, console, out, args);
     const ExitStatus status = context.runGuarded([&] { return def.run(context, reply); });
     // The command's outcome stands; what is wrong with its trace comes on top,
     // unless it is what the command already reported (a replay that left its
@@ -152,10 +153,10 @@ ExitStatus report(const Failure& failure, Reply& reply, std::ostream& err) {
     return failure.status;
 }
 
-ExitStatus run(const Invocation& invocation, Reply& reply, std::ostream& err,
+ExitStatus run(const Invocation& invocation, Reply& reply, std::ostream& out, std::ostream& err,
                const Terminal& terminal) {
     try {
-        return dispatch(invocation, reply, err, terminal);
+        return dispatch(invocation, reply, out, err, terminal);
     } catch (const ToolError& e) {
         return report(Failure{e.what(), e.status(), e.details()}, reply, err);
     } catch (const std::exception& e) {
@@ -191,7 +192,7 @@ int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream
     const Options& options = invocation.options;
     keepPlatformLog(options.log);
     Reply reply(replyCommand(invocation));
-    const ExitStatus status = run(invocation, reply, err, terminal);
+    const ExitStatus status = run(invocation, reply, out, err, terminal);
     return toInt(finish(reply, status, options.json, out, err));
 }
 

@@ -19,25 +19,27 @@ struct OptionDef {
     const char* shortName;  // or nullptr
     bool takesValue;
     std::function<void(Options&, const std::string&)> apply;
+    const char* command = nullptr;  // the one command it is for; nullptr: any
 };
+
+std::string nonEmpty(const std::string& value, const std::string& option) {
+    if (value.empty()) {
+        throw UsageError(option + ": the file name is empty");
+    }
+    return value;
+}
 
 const std::vector<OptionDef>& optionDefs() {
     static const std::vector<OptionDef> defs{
-        {"--transport", nullptr, true, [](Options& o, const std::string& v) { o.transport = v; }},
-        {"--chip", nullptr, true,
+        {"--transport", nullptr, true,
          [](Options& o, const std::string& v) {
-             if (v.empty()) {
-                 throw UsageError("--chip: the file name is empty");
-             }
-             o.chipFile = v;
+             o.transport = v;
+             o.transportGiven = true;
          }},
         {"--record", nullptr, true,
-         [](Options& o, const std::string& v) {
-             if (v.empty()) {
-                 throw UsageError("--record: the file name is empty");
-             }
-             o.recordFile = v;
-         }},
+         [](Options& o, const std::string& v) { o.recordFile = nonEmpty(v, "--record"); }},
+        {"--chip", nullptr, true,
+         [](Options& o, const std::string& v) { o.chipFile = nonEmpty(v, "--chip"); }},
         {"--aid-fc", nullptr, true,
          [](Options& o, const std::string& v) { o.aids.fc = parseAid(v, "--aid-fc"); }},
         {"--aid-fd", nullptr, true,
@@ -57,6 +59,12 @@ const std::vector<OptionDef>& optionDefs() {
         {"--version", nullptr, false, [](Options& o, const std::string&) { o.version = true; }},
         {"--wait", nullptr, false, [](Options& o, const std::string&) { o.wait = true; }},
         {"--force", nullptr, false, [](Options& o, const std::string&) { o.force = true; }},
+        {"--events", nullptr, true,
+         [](Options& o, const std::string& v) { o.events = nonEmpty(v, "--events"); }, "update"},
+        {"--platform", nullptr, true,
+         [](Options& o, const std::string& v) { o.platformFilter = v; }, "history"},
+        {"--fc", nullptr, true,
+         [](Options& o, const std::string& v) { o.fcFilter = parseHex(v, "--fc"); }, "history"},
     };
     return defs;
 }
@@ -74,8 +82,8 @@ bool isOption(const std::string& arg) {
     return arg.size() > 1 && arg[0] == '-';
 }
 
-// Applies the option at args[i], moving i past its value.
-void applyOption(const std::vector<std::string>& args, size_t& i, Options& options) {
+// Applies the option at args[i], moving i past its value; returns it.
+const OptionDef& applyOption(const std::vector<std::string>& args, size_t& i, Options& options) {
     const std::string& arg = args[i];
     const size_t equals = arg.find('=');
     const std::string name = arg.substr(0, equals);
@@ -95,6 +103,23 @@ void applyOption(const std::vector<std::string>& args, size_t& i, Options& optio
     } else {
         throw UsageError("option '" + name + "' needs a value");
     }
+    return *def;
+}
+
+// The first option given to a command it is not for, or a combination that
+// cannot be; empty when there is none.
+std::string misplacedOption(const Invocation& invocation,
+                            const std::vector<const OptionDef*>& given) {
+    const std::string command = invocation.words.empty() ? "" : invocation.words.front();
+    for (const OptionDef* def : given) {
+        if (def->command != nullptr && command != def->command) {
+            return std::string("option '") + def->name + "' is for '" + def->command + "' only";
+        }
+    }
+    if (invocation.options.events == "-" && invocation.options.json) {
+        return "--events - and --json would both write to standard output: give --events a file";
+    }
+    return "";
 }
 
 }  // namespace
@@ -111,6 +136,7 @@ Bytes parseAid(const std::string& text, const std::string& option) {
 Invocation parseCommandLine(const std::vector<std::string>& args) {
     Invocation invocation;
     invocation.options.aids = AidSet{cosim::aid::kFC, cosim::aid::kFD, cosim::aid::kFE};
+    std::vector<const OptionDef*> given;
     bool optionsEnded = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -120,13 +146,16 @@ Invocation parseCommandLine(const std::vector<std::string>& args) {
             optionsEnded = true;
         } else {
             try {
-                applyOption(args, i, invocation.options);
+                given.push_back(&applyOption(args, i, invocation.options));
             } catch (const UsageError& e) {
                 if (invocation.error.empty()) {
                     invocation.error = e.what();
                 }
             }
         }
+    }
+    if (invocation.error.empty()) {
+        invocation.error = misplacedOption(invocation, given);
     }
     // A level asks to see the log, unless it is for the Android log.
     Options& options = invocation.options;

@@ -5,6 +5,7 @@
 #ifndef COSUPDATE_CLI_COMMAND_LINE_H
 #define COSUPDATE_CLI_COMMAND_LINE_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ namespace cosupdate::cli {
 
 struct Options {
     std::string transport = "sim";
+    bool transportGiven = false;
     std::string chipFile;    // empty: defaultChipFile()
     std::string recordFile;  // --record: the trace of the transport's calls, or empty
     AidSet aids;             // the simulated chip's unless given
@@ -25,6 +27,10 @@ struct Options {
     bool version = false;
     bool wait = false;   // for a chip state file another process holds
     bool force = false;  // `chip reset` over a file that is not a chip state file
+    std::string events;  // update: where events go, "-" for stdout; empty for none
+    // history: only the records of chips with this platform id, this FC.
+    std::optional<std::string> platformFilter;
+    std::optional<Bytes> fcFilter;
 };
 
 struct Invocation {

@@ -17,6 +17,7 @@ Commands:
   update FILE            run the update, with progress and a summary
   info FC|FD|FE          print a COS data object's bytes in hex
   chip show|reset|set    the simulated chip's state (--transport sim)
+  history                the updates that touched a chip, newest first
   help [COMMAND]         this text, or a command's
 FILE "-" is standard input.
 
@@ -43,6 +44,11 @@ Options (before or after the command):
                          instead of failing at once
   --force                chip reset: overwrite a file that is not a chip
                          state file
+  --events FILE          update: write events as JSON lines to FILE as the
+                         run goes ("-": stdout, not with --json)
+  --platform ID, --fc HEX
+                         history: only the records of chips with this
+                         platform id, this FC
   -h, --help             help; with a command, that command's help
   --version              the tool's version
 
@@ -99,6 +105,17 @@ validated first, as `validate` does, before anything is sent to the chip.
 When progress or the summary cannot be written (a closed pipe, a full disk),
 the update still runs to its end; the tool then says so and exits 1.
 
+--events FILE writes one JSON object a line to FILE as the run goes, each
+flushed at once: runStarted (the file, its SHA-256, the chip), scriptStarted,
+progress (APDUs; percent and time left only when the total is known: from a
+replayed trace, or from an earlier run of the same file from the same chip
+state in the history), scriptEnded, and always runEnded last. "-" is stdout,
+which then holds the events alone (no summary); it cannot go with --json.
+Events that cannot be written do not stop the update: exit 1 after it.
+
+Every update that exchanged an APDU with the chip adds a record to the
+chip's update history (see `cosupdate help history`).
+
 A signal (Ctrl-C, SIGTERM, SIGHUP) stops the update between two APDUs; a
 second one ends it at once. Either way the same command resumes it.
 
@@ -139,6 +156,33 @@ A missing file is a factory-fresh chip and is created.
 Only with --transport sim. Exit status: 0 done, 2 bad field or value,
 1 the chip state file cannot be read or written, is not a chip state file
 (reset) or is in use by another cosupdate (see --wait).
+)"},
+    {"history", R"(usage: cosupdate history [--chip FILE | --transport NAME[:ARG]]
+                        [--platform ID] [--fc HEX]
+
+Lists the updates that touched a chip, newest first: when, the result and
+exit status, the chip (platform id, FC, customer), the COS version before and
+after, the update file and its SHA-256, the transport, the scripts run, the
+APDUs and the time, the error and the trace recorded, if any.
+
+Each update appends its record to its chip's history: the simulated chip's
+is FILE.history beside its chip state file; another transport's chip has
+one in $XDG_STATE_HOME/cosupdate/history (else ~/.local/state/cosupdate/
+history), named after its platform id and FC.
+
+  (no option)            every history: the default chip state file's and
+                         all those of the history directory
+  --chip FILE            the simulated chip of that chip state file
+  --transport NAME[:ARG] the chip reached through it (read from the chip)
+  --platform ID          only the chips with this platform id
+  --fc HEX               only the chips with this FC
+
+A line that is not a record is reported on stderr and skipped; the others
+are listed. The simulated chip's history is read under its chip state file's
+lock (see --wait).
+
+Exit status: 0 listed (corrupt lines included), 1 a history cannot be read,
+2 bad command line, 6 interrupted.
 )"},
     {"help", R"(usage: cosupdate help [COMMAND]
        cosupdate [COMMAND] --help

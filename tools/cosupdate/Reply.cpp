@@ -21,6 +21,7 @@ const std::vector<std::string>& membersOf(const std::string& command) {
         {"info", {"tag", "hex", "platformId", "cosVersion", "customerId"}},
         {"chip",
          {"action", "chipFile", "platformId", "cosVersion", "customerId", "fc", "fd", "services"}},
+        {"history", {"histories", "records", "corrupt"}},
         {"help", {"topic", "text"}},
         {"version", {"version"}},
     };

@@ -60,6 +60,9 @@ void RunTracker::apply(const LogEvent& event) {
             // Logged after the result, for the script that just finished.
             if (!m_runs.empty() && !m_running) {
                 m_runs.back().versionAfter = static_cast<uint16_t>(event.number);
+                if (m_listener != nullptr) {
+                    m_listener->versionRead(m_runs.back());
+                }
             }
             break;
         case Kind::DeployedCount:

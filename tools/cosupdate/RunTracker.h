@@ -39,6 +39,8 @@ class RunListener {
     // After every exchange; `current` is the running script, if any.
     virtual void exchanged(const ScriptRun* current) = 0;
     virtual void scriptFinished(const ScriptRun& run) = 0;
+    // The library read the COS version after `run`, which finished before.
+    virtual void versionRead(const ScriptRun& /*run*/) {}
 };
 
 class RunTracker {

@@ -24,7 +24,10 @@ class Transport {
     virtual std::shared_ptr<api::COSUpdateSEMediaInterface> media() = 0;
     // For messages: "simulated chip (state in FILE)", "PC/SC reader 'X'".
     virtual std::string description() const = 0;
-    // The number of exchanges the run will make, when it is honestly known.
+    // The number of exchanges the run will make when it is honestly known
+    // (a replayed trace knows the ones it has left); exchanges are counted
+    // as CountingSEMedia counts them: each SELECT of openConnection() and
+    // each transmitApdu().
     virtual std::optional<uint64_t> expectedExchanges() const { return std::nullopt; }
     // What failed the run that the library cannot tell from a failed
     // exchange (a replay that left its trace): reported instead of the outcome.

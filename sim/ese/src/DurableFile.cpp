@@ -1,4 +1,4 @@
-#include "DurableFile.h"
+#include "cosim/DurableFile.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -50,7 +50,8 @@ class Descriptor {
     int m_fd;
 };
 
-// Unlinks the temporary file unless it was renamed into place.
+// Unlinks a file this call created unless it is kept (a temporary file
+// renamed into place, a journal written to).
 class TemporaryFile {
   public:
     explicit TemporaryFile(std::string path) : m_path(std::move(path)) {}
@@ -62,7 +63,7 @@ class TemporaryFile {
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    void renamedInPlace() { m_path.clear(); }
+    void keep() { m_path.clear(); }
 
   private:
     std::string m_path;
@@ -189,8 +190,43 @@ void replace(const std::string& path, const std::string& content) {
     if (::rename(temporary.c_str(), path.c_str()) != 0) {
         fail("cannot replace it");
     }
-    cleanup.renamedInPlace();
+    cleanup.keep();
     syncDirectory(path);
+}
+
+void appendLine(const std::string& path, const std::string& line) {
+    constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_CLOEXEC;
+    int opened = ::open(path.c_str(), kFlags | O_CREAT | O_EXCL, 0666);
+    const bool created = opened >= 0;
+    if (!created && errno == EEXIST) {
+        opened = ::open(path.c_str(), kFlags);
+    }
+    Descriptor fd(opened);
+    if (fd.get() < 0) {
+        fail("cannot open");
+    }
+    // A file that got nothing is not left behind.
+    TemporaryFile cleanup(created ? path : "");
+    struct stat info {};
+    if (::fstat(fd.get(), &info) != 0) {
+        fail("cannot examine");
+    }
+    if (!S_ISREG(info.st_mode)) {
+        fail("cannot append", EINVAL);
+    }
+    char last = '\n';
+    if (info.st_size > 0 && ::pread(fd.get(), &last, 1, info.st_size - 1) != 1) {
+        fail("cannot read");
+    }
+    writeAll(fd.get(), last == '\n' ? line : "\n" + line);
+    if (::fsync(fd.get()) != 0) {
+        fail("cannot write");
+    }
+    fd.close("cannot write");
+    cleanup.keep();
+    if (created) {
+        syncDirectory(path);
+    }
 }
 
 size_t removeStaleTemporaries(const std::string& path) {

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "DurableFile.h"
+#include "cosim/DurableFile.h"
 #include "cosupdate/apdu/Hex.h"
 
 namespace cosim {

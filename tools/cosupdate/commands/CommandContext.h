@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,14 @@ namespace cosupdate::cli {
 
 class CommandContext {
   public:
-    CommandContext(const Options& options, Console& console, std::vector<std::string> args)
-        : m_options(options), m_console(console), m_args(std::move(args)) {}
+    // `out`: the tool's stdout, for commands that stream to it as they go.
+    CommandContext(const Options& options, Console& console, std::ostream& out,
+                   std::vector<std::string> args)
+        : m_options(options), m_console(console), m_out(out), m_args(std::move(args)) {}
 
     const Options& options() const { return m_options; }
     Console& console() { return m_console; }
+    std::ostream& out() { return m_out; }
     const std::vector<std::string>& args() const { return m_args; }
 
     // --chip, or the default chip state file.
@@ -63,6 +67,7 @@ class CommandContext {
 
     const Options& m_options;
     Console& m_console;
+    std::ostream& m_out;
     std::vector<std::string> m_args;
     std::unique_ptr<ChipLock> m_chipLock;  // released last
     std::unique_ptr<Transport> m_transport;
@@ -80,6 +85,7 @@ ExitStatus runCheck(CommandContext& context, Reply& reply);
 ExitStatus runUpdate(CommandContext& context, Reply& reply);
 ExitStatus runInfo(CommandContext& context, Reply& reply);
 ExitStatus runChip(CommandContext& context, Reply& reply);
+ExitStatus runHistory(CommandContext& context, Reply& reply);
 
 }  // namespace cosupdate::cli
 

@@ -1,6 +1,7 @@
 // cosupdate update FILE: runs the update with live progress, then sums it up:
 // the scripts run, the library's count of deployed scripts and the COS
-// version before and after, as the chip's FE object tells them.
+// version before and after, as the chip's FE object tells them. The journal
+// writes the events (--events) and the chip's update history.
 
 #include <chrono>
 #include <optional>
@@ -8,7 +9,9 @@
 #include "Errors.h"
 #include "FeObject.h"
 #include "Progress.h"
+#include "UpdateEvents.h"
 #include "commands/CommandContext.h"
+#include "commands/UpdateJournal.h"
 #include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::cli {
@@ -142,20 +145,25 @@ void reportErrors(const std::vector<std::string>& errors, Reply& reply) {
     }
 }
 
-}  // namespace
-
-ExitStatus runUpdate(CommandContext& context, Reply& reply) {
+// The update itself and its summary in `reply`; what it learns, its status
+// included, goes to the journal as it goes.
+void runAndReport(CommandContext& context, UpdateJournal& journal, Reply& reply) {
     reply.json()["file"] = context.args().at(0);
     UpdateFile file = UpdateFile::open(context.args().at(0));
+    journal.fileRead(file);
     EngineSession& session = context.openSession();
+    journal.sessionOpened(session);
     session.loadUpdateFile(file);
-    const CosIdentity before = session.readIdentity();
     const RunTracker& tracker = session.log().tracker();
+    const uint64_t apdusBeforeRead = tracker.apdus();
+    const CosIdentity before = session.readIdentity();
+    journal.runStarting(before, tracker.apdus() - apdusBeforeRead);
     const size_t errorsBefore = tracker.errors().size();
     const uint64_t apdusBefore = tracker.apdus();
 
     UpdateProgress progress(context.console());
-    const Outcome outcome = runEngine(session, context.options().json ? nullptr : &progress);
+    ListenerPair listeners(context.options().json ? nullptr : &progress, journal.listener());
+    const Outcome outcome = runEngine(session, &listeners);
     context.console().clearStatus();
     // A stop the guard made shows to the library as a failed exchange; the
     // real reason replaces what the library made of it.
@@ -165,6 +173,13 @@ ExitStatus runUpdate(CommandContext& context, Reply& reply) {
     const std::vector<std::string> errors(
         tracker.errors().begin() + static_cast<ptrdiff_t>(errorsBefore), tracker.errors().end());
     const uint64_t apdus = tracker.apdus() - apdusBefore;
+    RunFacts& facts = journal.facts();
+    facts.scripts = tracker.runs();
+    facts.apdus = apdus;
+    facts.elapsed = outcome.elapsed;
+    facts.result = resultName(status);
+    facts.status = status;
+    facts.error = error;
 
     if (!error.empty()) {
         context.console().line(std::string("cosupdate: ") +
@@ -174,7 +189,8 @@ ExitStatus runUpdate(CommandContext& context, Reply& reply) {
     reportResult(outcome, status, error, reply);
     reportScripts(tracker, reply);
     // A stopped transport reads nothing more.
-    reportVersions(before, stop ? std::nullopt : identityAfter(session), reply);
+    facts.after = stop ? std::nullopt : identityAfter(session);
+    reportVersions(before, facts.after, reply);
     reply.line("APDUs:        " + std::to_string(apdus) + " in " + formatDuration(outcome.elapsed));
     reply.json()["apdus"] = apdus;
     reply.json()["elapsedMs"] = milliseconds(outcome.elapsed);
@@ -182,7 +198,19 @@ ExitStatus runUpdate(CommandContext& context, Reply& reply) {
     if (status == ExitStatus::UpdateFailed || status == ExitStatus::Error) {
         reportErrors(errors, reply);
     }
-    return status;
+}
+
+}  // namespace
+
+ExitStatus runUpdate(CommandContext& context, Reply& reply) {
+    UpdateJournal journal(context);
+    try {
+        runAndReport(context, journal, journal.summaryReply(reply));
+        return journal.finish(reply);
+    } catch (...) {
+        journal.abandon();
+        throw;
+    }
 }
 
 }  // namespace cosupdate::cli
