@@ -59,10 +59,7 @@ ExitStatus UpdateJournal::finish(Reply& reply) {
     std::string error = m_facts.error;
     if (const std::optional<std::string> failure = record()) {
         notice(*failure);
-        if (reply.json()["error"].is_null()) {
-            reply.json()["error"] = *failure;
-        }
-        reply.json()["details"].push_back(*failure);
+        reply.noteFailure(*failure);
         error = error.empty() ? *failure : error;
         status = ExitStatus::Error;
     }
