@@ -30,6 +30,8 @@ for file in \
     "$prefix/include/nativecosupdate/ZelmarNativeCOSUpdateApi.h" \
     "$prefix/include/nativecosupdate/kernel/nativeCOSPatchKernel.h" \
     "$prefix/bin/cosupdate" "$prefix/bin/cosupdate-sim" "$prefix/bin/cosupdate-gen" \
+    "$prefix/share/man/man1/cosupdate.1.gz" "$prefix/share/man/man1/cosupdate-gen.1.gz" \
+    "$prefix/share/bash-completion/completions/cosupdate" \
     "$prefix/share/doc/cosupdate/examples/update.xml"; do
     [ -e "$file" ] || fail "missing: ${file#"$prefix"/}"
 done
