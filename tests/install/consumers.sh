@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the consumer (consumer/) against an installation of the library,
-# from a copy outside the repository, once with find_package and once with
-# pkg-config, and runs each on the example update against the simulation
-# kernel. Also checks that find_package refuses another major version.
+# from a copy outside the repository, with find_package, with find_package
+# given a "vendor" kernel (NativeCOSUpdate_PATCH_KERNEL) and with pkg-config,
+# and runs each on the example update against the simulation kernel. Also
+# checks that find_package refuses another major version.
 #
 #   consumers.sh ROOT PREFIX UPDATE_FILE
 #
@@ -54,6 +55,20 @@ cmake -S . -B cmake-build -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS=
     { cat cmake.log; exit 1; }
 cmake --build cmake-build >>cmake.log || { cat cmake.log; exit 1; }
 run "find_package(NativeCOSUpdate CONFIG REQUIRED)" cmake-build/consumer
+
+# A vendor's kernel named by NativeCOSUpdate_PATCH_KERNEL, linked by file
+# name (the simulation kernel's file plays the vendor's here).
+cmake -S . -B cmake-vendor -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS="$flags" \
+    -DCMAKE_PREFIX_PATH="$installed" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH \
+    -DNativeCOSUpdate_PATCH_KERNEL="$simkernel/libnativecospatchkernel-zelmar.so" >cmake-vendor.log ||
+    { cat cmake-vendor.log; exit 1; }
+cmake --build cmake-vendor -v >>cmake-vendor.log || { cat cmake-vendor.log; exit 1; }
+grep -q -- "-L$simkernel .*-lnativecospatchkernel-zelmar" cmake-vendor.log || {
+    cat cmake-vendor.log
+    echo "consumers: NativeCOSUpdate_PATCH_KERNEL was not linked by -L and -l" >&2
+    exit 1
+}
+run "find_package with NativeCOSUpdate_PATCH_KERNEL" cmake-vendor/consumer
 
 # A package of major version 1 does not serve a request for version 2.
 if cmake -S . -B cmake-v2 -G Ninja -DCMAKE_PREFIX_PATH="$installed" \
