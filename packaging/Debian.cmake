@@ -52,10 +52,13 @@ execute_process(COMMAND gzip -9nc ${_staged}/changelog OUTPUT_FILE ${_staged}/ch
 
 # The runtime package's symbols file, from the library's export list.
 set(COSUPDATE_DEB_SYMBOLS ${_staged}/symbols)
+set(_interface ${PROJECT_SOURCE_DIR}/tests/packaging/library-interface.sh)
 add_custom_command(OUTPUT ${COSUPDATE_DEB_SYMBOLS}
-    COMMAND sh ${_debian}/symbols.sh ${CMAKE_NM} $<TARGET_FILE:nativecosupdateapi-zelmar>
+    COMMAND sh ${_interface} exports ${CMAKE_NM} $<TARGET_FILE:nativecosupdateapi-zelmar>
+            ${_staged}/exports.txt
+    COMMAND sh ${_debian}/symbols.sh ${_staged}/exports.txt libnativecosupdateapi-zelmar.so
             libnativecosupdateapi-zelmar ${PROJECT_VERSION} ${COSUPDATE_DEB_SYMBOLS}
-    DEPENDS nativecosupdateapi-zelmar ${_debian}/symbols.sh
+    DEPENDS nativecosupdateapi-zelmar ${_interface} ${_debian}/symbols.sh
     COMMENT "Writing the Debian symbols file of libnativecosupdateapi-zelmar.so"
     VERBATIM)
 add_custom_target(cosupdate_deb_symbols ALL DEPENDS ${COSUPDATE_DEB_SYMBOLS})
