@@ -28,9 +28,9 @@ import sys
 
 def load_converter(source_dir):
     path = os.path.join(source_dir, "packaging", "man", "markdown-to-man.py")
-    spec = importlib.util.spec_from_file_location("markdown_to_man", path)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
+    location = importlib.util.spec_from_file_location("markdown_to_man", path)
+    module = importlib.util.module_from_spec(location)
+    location.loader.exec_module(module)
     return module
 
 
