@@ -1,6 +1,7 @@
 # COSUPDATE_SANITIZERS: sanitizers for every target of the build, for instance
-# "address;undefined". Any finding ends the process, so a test that trips one
-# fails. Sanitizers given in CMAKE_CXX_FLAGS work too.
+# "address;undefined" (the asan and fuzz presets). This is the one way to
+# build with sanitizers. Any finding ends the process, so a test that trips
+# one fails.
 set(COSUPDATE_SANITIZERS "" CACHE STRING "Sanitizers to build with, e.g. address;undefined")
 
 if(COSUPDATE_SANITIZERS)
@@ -8,17 +9,16 @@ if(COSUPDATE_SANITIZERS)
     add_compile_options(-fsanitize=${_cosupdate_sanitizers} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${_cosupdate_sanitizers})
-endif()
 
-# clang links its sanitizer runtime into executables only, which leaves a
-# shared library linked with --no-undefined unresolved. Link the shared runtime
-# into both and let the executables find it.
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang"
-   AND (COSUPDATE_SANITIZERS OR CMAKE_CXX_FLAGS MATCHES "-fsanitize="))
-    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
-                    OUTPUT_VARIABLE _cosupdate_runtime_dir
-                    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-    add_link_options(-shared-libsan LINKER:-rpath,${_cosupdate_runtime_dir})
+    # clang links its sanitizer runtime into executables only, which leaves a
+    # shared library linked with --no-undefined unresolved. Link the shared
+    # runtime into both and let the executables find it.
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
+                        OUTPUT_VARIABLE _cosupdate_runtime_dir
+                        OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+        add_link_options(-shared-libsan LINKER:-rpath,${_cosupdate_runtime_dir})
+    endif()
 endif()
 
 # Fuzz builds: coverage instrumentation for every target, so that the library

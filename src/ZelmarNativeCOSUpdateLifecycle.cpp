@@ -7,6 +7,7 @@
 #include "ZelmarNativeCOSUpdate.h"
 #include "ZelmarNativeCOSUpdateLogWrapper.h"
 #include "ZelmarNativeCOSUpdateSEMediaWrapper.h"
+#include "ZelmarNativeCOSUpdateVersion.h"
 
 namespace Zelmar {
 namespace Device {
@@ -15,7 +16,6 @@ namespace V1_0 {
 
 namespace {
 
-constexpr const char kLibraryVersion[] = "1.2.2";
 constexpr const char kConstructorLine[] = "+ COSUpdate::COSUpdate()";
 
 // Teardown goes on whatever one step throws (a log sink may throw, also from

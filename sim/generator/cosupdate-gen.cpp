@@ -28,7 +28,8 @@ const char kUsage[] =
     "  --patches K         patches chained from COS 0100 (default 2)\n"
     "  --block-size BYTES  image bytes per LOAD BLOCK APDU, 1 to 251 (default 240)\n"
     "  --seed S            seed of the image contents (default 1)\n"
-    "  -o FILE             output file (default: standard output)\n";
+    "  -o, --output FILE   output file (default: standard output)\n"
+    "  -h, --help          this text\n";
 
 unsigned long long numberArgument(const char* option, const char* text) {
     char* end = nullptr;
