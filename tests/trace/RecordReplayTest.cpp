@@ -289,6 +289,17 @@ struct Damage {
     std::string text;  // what call 2 throws; a prefix when it ends with '*'
 };
 
+// `line` without its CRC member, its '}' and its newline.
+std::string body(const std::string& line) {
+    return line.substr(0, line.size() - kCrcTailSize - 1);
+}
+
+// `content` closed with a CRC-32 that fits it, as if the recorder wrote it.
+std::string sealed(std::string content) {
+    sealLine(content);
+    return content;
+}
+
 TEST_F(RecordReplay, ADamagedOrMissingLineIsReportedAtItsCall) {
     record(std::make_shared<ScriptedMedia>(), {open(kLoader), transmit(kLoad), transmit(kCommit)});
     std::vector<std::string> lines;
@@ -297,6 +308,15 @@ TEST_F(RecordReplay, ADamagedOrMissingLineIsReportedAtItsCall) {
         lines.push_back(line + "\n");
     }
     ASSERT_EQ(lines.size(), 4u);
+    // Lines that pass their CRC check yet are not what the recorder writes.
+    const auto resealed = [](const std::string& content) {
+        return
+            [content](std::vector<std::string> l) { return l[0] + l[1] + sealed(content) + l[3]; };
+    };
+    const std::string load = body(lines[2]);
+    const std::string rawByte = load + ",\"thrown\":\"other\",\"what\":\"caf\xE9\"";
+    std::string negative = load;
+    negative.replace(negative.find("\"n\":2"), 5, "\"n\":-2");
     const std::vector<Damage> cases{
         {"a response byte changed",
          [](std::vector<std::string> l) {
@@ -310,6 +330,22 @@ TEST_F(RecordReplay, ADamagedOrMissingLineIsReportedAtItsCall) {
          "replay: call 2: trace line 3: it is cut short: it has no newline"},
         {"no seal", [](std::vector<std::string> l) { return l[0] + l[1] + "{\"n\":2}\n" + l[3]; },
          "replay: call 2: trace line 3: it has no CRC-32 at its end"},
+        {"a character above FF", resealed(load + ",\"thrown\":\"other\",\"what\":\"\\u0100\""),
+         "replay: call 2: trace line 3: it is not JSON a trace holds: its \"what\" holds a "
+         "character above \\u00FF"},
+        {"a character beyond 16 bits",
+         resealed(load + ",\"thrown\":\"other\",\"what\":\"\\uD83D\\uDE00\""),
+         "replay: call 2: trace line 3: it is not JSON a trace holds: its \"what\" holds a "
+         "character above \\u00FF"},
+        {"a raw byte above 7F", resealed(rawByte),
+         "replay: call 2: trace line 3: it is not JSON a trace holds: byte E9 at column " +
+             std::to_string(rawByte.find('\xE9') + 1) + " is not ASCII"},
+        {"a member twice", resealed(load + ",\"n\":3"),
+         "replay: call 2: trace line 3: it is not JSON a trace holds: a member comes twice"},
+        {"not JSON", resealed(load + ",\"what\""),
+         "replay: call 2: trace line 3: it is not JSON a trace holds: at column *"},
+        {"a negative call number", resealed(negative),
+         "replay: call 2: trace line 3: it has no valid \"n\""},
     };
     for (const Damage& c : cases) {
         SCOPED_TRACE(c.name);
