@@ -1,189 +1,27 @@
 // The record transport and the replay transport together: a session recorded
 // over a scripted transport comes back the same from the trace; where a run
-// leaves its trace (another call, other bytes, past the end, a damaged or
-// missing line) is reported at that call in exact words; a trace that cannot
-// be written never changes a call.
+// leaves its trace (another call, other bytes, past the end) is reported at
+// that call in exact words; a trace that cannot be written never changes a
+// call.
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <map>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "Session.h"
 #include "cosupdate/trace/RecordingSEMedia.h"
 #include "cosupdate/trace/ReplaySEMedia.h"
 
-namespace cosupdate::trace {
+namespace cosupdate::trace::session {
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 // An exception of the transport's own type, to see it rethrown as itself.
 struct TransportFault : std::logic_error {
     TransportFault() : std::logic_error("reader unplugged") {}
-};
-
-// Answers each exchange with the command's first byte and 90 00; bools
-// alternate. The call numbered in `throws` (from 1) runs that instead, after
-// writing 6F into the response.
-class ScriptedMedia : public api::COSUpdateSEMediaInterface {
-  public:
-    void initialize() override { enter(); }
-    bool isInitialized() override { return enter() % 2 == 1; }
-    void openConnection(const Bytes& aid, Bytes& response) override { answer(aid, response); }
-    bool isConnected() override { return enter() % 2 == 1; }
-    void transmitApdu(const Bytes& command, Bytes& response) override { answer(command, response); }
-    void closeConnection() override { enter(); }
-
-    std::map<size_t, std::function<void()>> throws;
-    std::chrono::milliseconds delay{0};
-
-  private:
-    size_t enter(Bytes* response = nullptr) {
-        std::this_thread::sleep_for(delay);
-        const auto thrower = throws.find(++m_calls);
-        if (thrower != throws.end()) {
-            if (response != nullptr) {
-                response->push_back(0x6F);
-            }
-            thrower->second();
-        }
-        return m_calls;
-    }
-    void answer(const Bytes& in, Bytes& response) {
-        enter(&response);
-        response = {in.empty() ? uint8_t{0} : in.front(), 0x90, 0x00};
-    }
-    size_t m_calls = 0;
-};
-
-// One step of a session and what came of it, in words.
-using Step = std::function<std::string(api::COSUpdateSEMediaInterface&)>;
-
-std::string hex(const Bytes& bytes) {
-    std::string text;
-    char digits[3];
-    for (const uint8_t byte : bytes) {
-        std::snprintf(digits, sizeof digits, "%02X", byte);
-        text += digits;
-    }
-    return text;
-}
-
-std::string outcome(const std::function<std::string()>& call) {
-    try {
-        return call();
-    } catch (const api::COSUpdateException& e) {
-        return std::string("COSUpdateException: ") + e.what();
-    } catch (const std::exception& e) {
-        return std::string("std::exception: ") + e.what();
-    } catch (const ReplayedForeignException&) {
-        return "foreign";
-    } catch (...) {
-        return "foreign";
-    }
-}
-
-using Exchange = void (api::COSUpdateSEMediaInterface::*)(const Bytes&, Bytes&);
-
-// An exchange and what it answered: "answered 809000".
-Step exchange(Exchange call, Bytes bytes, const char* done) {
-    return [=](api::COSUpdateSEMediaInterface& media) {
-        Bytes response;
-        const std::string result = outcome([&] {
-            (media.*call)(bytes, response);
-            return std::string(done);
-        });
-        return result + " " + hex(response);
-    };
-}
-
-Step transmit(Bytes command) {
-    return exchange(&api::COSUpdateSEMediaInterface::transmitApdu, std::move(command), "answered");
-}
-
-Step open(Bytes aid) {
-    return exchange(&api::COSUpdateSEMediaInterface::openConnection, std::move(aid), "opened");
-}
-
-const Step kInitialize = [](api::COSUpdateSEMediaInterface& media) {
-    return outcome([&] {
-        media.initialize();
-        return std::string("initialized");
-    });
-};
-const Step kIsInitialized = [](api::COSUpdateSEMediaInterface& media) {
-    return outcome([&] { return std::string(media.isInitialized() ? "true" : "false"); });
-};
-const Step kIsConnected = [](api::COSUpdateSEMediaInterface& media) {
-    return outcome([&] { return std::string(media.isConnected() ? "true" : "false"); });
-};
-const Step kClose = [](api::COSUpdateSEMediaInterface& media) {
-    return outcome([&] {
-        media.closeConnection();
-        return std::string("closed");
-    });
-};
-
-const Bytes kLoader{0xF0, 0x5A, 0x4C, 0x4D, 0x00, 0x10};
-const Bytes kLoad{0x80, 0x52, 0x00, 0x00, 0x05, 0x01, 0x02, 0x03, 0x04, 0x05};
-const Bytes kCommit{0x80, 0x54, 0x00, 0x00};
-
-// The outcome of the last step, without the bytes an exchange answered.
-std::string thrown(const std::vector<std::string>& outcomes) {
-    const std::string& last = outcomes.back();
-    return last.back() == ' ' ? last.substr(0, last.size() - 1) : last;
-}
-
-std::vector<std::string> run(api::COSUpdateSEMediaInterface& media,
-                             const std::vector<Step>& steps) {
-    std::vector<std::string> outcomes;
-    for (const Step& step : steps) {
-        outcomes.push_back(step(media));
-    }
-    return outcomes;
-}
-
-class RecordReplay : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-        m_trace = (std::filesystem::temp_directory_path() /
-                   (std::string("cosupdate-trace-") + test->name() + ".trace"))
-                      .string();
-    }
-    void TearDown() override { std::filesystem::remove(m_trace); }
-
-    // Runs `steps` through a recorder over `inner` into m_trace.
-    std::vector<std::string> record(std::shared_ptr<ScriptedMedia> inner,
-                                    const std::vector<Step>& steps) {
-        RecordingSEMedia recorder(std::move(inner), m_trace, "record-replay test");
-        std::vector<std::string> outcomes = run(recorder, steps);
-        EXPECT_FALSE(recorder.writeError()) << *recorder.writeError();
-        EXPECT_EQ(recorder.calls(), steps.size());
-        return outcomes;
-    }
-
-    std::string traceText() const {
-        std::ifstream file(m_trace, std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-    void writeTrace(const std::string& text) const {
-        std::ofstream(m_trace, std::ios::binary | std::ios::trunc) << text;
-    }
-
-    std::string m_trace;
 };
 
 TEST_F(RecordReplay, ReplayAnswersEveryCallAsTheRecordedRunGotIt) {
@@ -282,71 +120,6 @@ TEST_F(RecordReplay, ARunThatEndsEarlyNamesTheCallsLeft) {
               "transmitApdu 80520000050102030405");
 }
 
-// An edit of the recorded trace, and what the replay says at call 2.
-struct Damage {
-    const char* name;
-    std::function<std::string(const std::vector<std::string>& lines)> edit;
-    std::string text;  // what call 2 throws; a prefix when it ends with '*'
-};
-
-TEST_F(RecordReplay, ADamagedOrMissingLineIsReportedAtItsCall) {
-    record(std::make_shared<ScriptedMedia>(), {open(kLoader), transmit(kLoad), transmit(kCommit)});
-    std::vector<std::string> lines;
-    std::istringstream text(traceText());
-    for (std::string line; std::getline(text, line);) {
-        lines.push_back(line + "\n");
-    }
-    ASSERT_EQ(lines.size(), 4u);
-    const std::vector<Damage> cases{
-        {"a response byte changed",
-         [](std::vector<std::string> l) {
-             l[2].replace(l[2].find("\"response\":\"80") + 13, 1, "9");
-             return l[0] + l[1] + l[2] + l[3];
-         },
-         "replay: call 2: trace line 3: it is damaged: its CRC-32 is *"},
-        {"a line lost", [](std::vector<std::string> l) { return l[0] + l[1] + l[3]; },
-         "replay: call 2: trace line 3 holds call 3"},
-        {"cut short", [](std::vector<std::string> l) { return l[0] + l[1] + l[2].substr(0, 30); },
-         "replay: call 2: trace line 3: it is cut short: it has no newline"},
-        {"no seal", [](std::vector<std::string> l) { return l[0] + l[1] + "{\"n\":2}\n" + l[3]; },
-         "replay: call 2: trace line 3: it has no CRC-32 at its end"},
-    };
-    for (const Damage& c : cases) {
-        SCOPED_TRACE(c.name);
-        writeTrace(c.edit(lines));
-        ReplaySEMedia replay(m_trace);
-        EXPECT_EQ(run(replay, {open(kLoader)}), std::vector<std::string>{"opened F09000"});
-        const std::string text = thrown(run(replay, {transmit(kLoad)}));
-        const std::string expected = "COSUpdateException: " + c.text;
-        if (expected.back() == '*') {
-            EXPECT_EQ(text.substr(0, expected.size() - 1), expected.substr(0, expected.size() - 1));
-        } else {
-            EXPECT_EQ(text, expected);
-        }
-    }
-}
-
-TEST_F(RecordReplay, AFileThatIsNotATraceIsRefusedAtOnce) {
-    const std::vector<std::pair<std::string, std::string>> cases{
-        {"", ": not a trace: the file is empty"},
-        {"result: deployed\n", ": not a trace: its first line it has no CRC-32 at its end"},
-    };
-    for (const auto& [content, text] : cases) {
-        writeTrace(content);
-        try {
-            ReplaySEMedia replay(m_trace);
-            ADD_FAILURE() << "accepted: " << content;
-        } catch (const std::runtime_error& e) {
-            EXPECT_EQ(e.what(), m_trace + text);
-        }
-    }
-    std::string header = "{\"format\":\"cosupdate-apdu-trace\",\"version\":2";
-    sealLine(header);
-    writeTrace(header);
-    EXPECT_THROW(ReplaySEMedia replay(m_trace), std::runtime_error);
-    EXPECT_THROW(ReplaySEMedia replay(m_trace + ".missing"), std::runtime_error);
-}
-
 TEST_F(RecordReplay, ATraceThatCannotBeWrittenChangesNoCall) {
     auto inner = std::make_shared<ScriptedMedia>();
     inner->throws[3] = [] { throw api::COSUpdateException("card mute"); };
@@ -377,4 +150,4 @@ TEST_F(RecordReplay, TimingMakesEachCallTakeItsRecordedTime) {
 }
 
 }  // namespace
-}  // namespace cosupdate::trace
+}  // namespace cosupdate::trace::session

@@ -5,17 +5,12 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "FlatJson.h"
+#include "LineObject.h"
 #include "cosupdate/apdu/Hex.h"
 
 namespace cosupdate::trace {
 
 namespace {
-
-class LineFault : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 std::string crcText(uint32_t crc) {
     char text[9];
@@ -24,7 +19,7 @@ std::string crcText(uint32_t crc) {
 }
 
 // The line's members once its seal is checked.
-FlatObject unseal(const std::string& line) {
+LineObject unseal(const std::string& line) {
     const size_t tail = line.size() >= kCrcTailSize ? line.size() - kCrcTailSize : 0;
     if (line.size() < kCrcTailSize || line.compare(tail, kCrcKey.size(), kCrcKey) != 0 ||
         line.compare(line.size() - 2, 2, "\"}") != 0) {
@@ -37,30 +32,20 @@ FlatObject unseal(const std::string& line) {
         throw LineFault("it is damaged: its CRC-32 is " + recorded + ", its content gives " +
                         computed);
     }
-    FlatParse parsed = parseFlatObject(content + "}");
-    if (!parsed.error.empty()) {
-        throw LineFault("it is not JSON a trace holds: " + parsed.error);
-    }
-    return std::move(parsed.object);
+    return LineObject::parse(content + "}");
 }
 
 template <typename T>
-const T* member(const FlatObject& object, const char* key) {
-    const auto found = object.find(key);
-    return found == object.end() ? nullptr : std::get_if<T>(&found->second);
-}
-
-template <typename T>
-const T& required(const FlatObject& object, const char* key) {
-    const T* value = member<T>(object, key);
-    if (value == nullptr) {
+T required(const LineObject& object, const char* key) {
+    std::optional<T> value = object.member<T>(key);
+    if (!value) {
         throw LineFault(std::string("it has no valid \"") + key + "\"");
     }
-    return *value;
+    return std::move(*value);
 }
 
-Bytes hexMember(const FlatObject& object, const char* key) {
-    const std::string& text = required<std::string>(object, key);
+Bytes hexMember(const LineObject& object, const char* key) {
+    const std::string text = required<std::string>(object, key);
     apdu::HexDecoded decoded = apdu::decodeHex(text);
     if (decoded.error) {
         throw LineFault(std::string("its \"") + key +
@@ -69,10 +54,10 @@ Bytes hexMember(const FlatObject& object, const char* key) {
     return std::move(decoded.bytes);
 }
 
-CallRecord callOf(const FlatObject& object) {
+CallRecord callOf(const LineObject& object) {
     CallRecord call;
     call.number = required<uint64_t>(object, "n");
-    const std::string& op = required<std::string>(object, "op");
+    const std::string op = required<std::string>(object, "op");
     const std::optional<Operation> operation = operationNamed(op);
     if (!operation) {
         throw LineFault("it names no call of the transport: '" + op + "'");
@@ -83,7 +68,7 @@ CallRecord callOf(const FlatObject& object) {
         call.bytesIn = hexMember(object, bytesInKey(call.operation));
         call.response = hexMember(object, "response");
     }
-    if (const std::string* thrown = member<std::string>(object, "thrown")) {
+    if (const std::optional<std::string> thrown = object.member<std::string>("thrown")) {
         const std::optional<Thrown> kind = thrownNamed(*thrown);
         if (!kind) {
             throw LineFault("it names no kind of exception: '" + *thrown + "'");
@@ -96,16 +81,11 @@ CallRecord callOf(const FlatObject& object) {
     return call;
 }
 
-void checkHeader(const std::string& line, const std::string& path, Trace& trace) {
-    FlatObject header;
-    try {
-        header = unseal(line);
-    } catch (const LineFault& e) {
-        throw std::runtime_error(path + ": not a trace: its first line " + e.what());
-    }
-    const std::string* format = member<std::string>(header, "format");
-    const uint64_t* version = member<uint64_t>(header, "version");
-    if (format == nullptr || *format != kFormatName || version == nullptr) {
+// The recorder's name; throws LineFault when `header` is not one of a trace.
+std::string recorderOf(const LineObject& header, const std::string& path) {
+    const std::optional<std::string> format = header.member<std::string>("format");
+    const std::optional<uint64_t> version = header.member<uint64_t>("version");
+    if (format != kFormatName || !version) {
         throw std::runtime_error(path + ": not a trace: its first line is not a " + kFormatName +
                                  " header");
     }
@@ -113,8 +93,15 @@ void checkHeader(const std::string& line, const std::string& path, Trace& trace)
         throw std::runtime_error(path + ": trace format version " + std::to_string(*version) +
                                  "; this replay reads version " + std::to_string(kFormatVersion));
     }
-    const std::string* recorder = member<std::string>(header, "recorder");
-    trace.recorder = recorder != nullptr ? *recorder : "";
+    return header.member<std::string>("recorder").value_or("");
+}
+
+void checkHeader(const std::string& line, const std::string& path, Trace& trace) {
+    try {
+        trace.recorder = recorderOf(unseal(line), path);
+    } catch (const LineFault& e) {
+        throw std::runtime_error(path + ": not a trace: its first line " + e.what());
+    }
 }
 
 TraceEntry entryOf(const std::string& line, size_t number, bool complete) {

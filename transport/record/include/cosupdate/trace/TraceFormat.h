@@ -53,8 +53,9 @@ std::optional<Thrown> thrownNamed(std::string_view name);
 
 // Appends `text` as a JSON string, quotes included. Every byte outside
 // printable ASCII, '"' and '\' are written \u00XX, so that any byte string
-// comes back byte for byte (see decodeJsonString in the replay) and a trace
-// stays ASCII.
+// comes back byte for byte (the replay reads U+0000..U+00FF back as bytes)
+// and a trace stays ASCII. Hand-written: the recorder builds as a vendor
+// module, which has no JSON library, and this fixed format is faster so.
 void appendJsonString(std::string& out, std::string_view text);
 
 // A line's CRC member: `,"crc":"XXXXXXXX"}` closes the object.
