@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdio>
 
+#include "cosupdate/apdu/Hex.h"
+
 namespace cosupdate::trace {
 
 namespace {
@@ -33,8 +35,6 @@ constexpr std::array<ThrownInfo, 3> kThrown{{
     {Thrown::Standard, "std::exception"},
     {Thrown::Other, "other"},
 }};
-
-constexpr char kDigits[] = "0123456789ABCDEF";
 
 bool isPlain(unsigned char c) {
     return c >= 0x20 && c <= 0x7E && c != '"' && c != '\\';
@@ -98,8 +98,7 @@ void appendJsonString(std::string& out, std::string_view text) {
             out.push_back(c);
         } else {
             out += "\\u00";
-            out.push_back(kDigits[byte >> 4]);
-            out.push_back(kDigits[byte & 0x0F]);
+            out += apdu::encodeHex(&byte, 1);
         }
     }
     out.push_back('"');
